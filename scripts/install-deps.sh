@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages that building, testing and the demo need.
+# Idempotent: a machine that has them all is left alone and no package index is fetched.
+set -euo pipefail
+
+packages=(
+    cmake ninja-build ccache g++ pkg-config make git
+    qt6-base-dev qt6-base-dev-tools qt6-charts-dev libqt6opengl6-dev qt6-svg-dev libgl-dev
+    qt6-qpa-plugins libqt6svg6
+    zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev
+    python3
+    fonts-dejavu-core fonts-noto-cjk
+)
+case "${1:-}" in
+    demo) packages+=(xvfb xauth) ;;
+    bench) packages+=(valgrind) ;;
+esac
+
+missing=()
+for p in "${packages[@]}"; do
+    if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q '^install ok installed$'; then
+        missing+=("$p")
+    fi
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "Installing: ${missing[*]}"
+sudo=()
+if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { echo "need root or sudo to install: ${missing[*]}" >&2; exit 1; }
+    sudo=(sudo)
+fi
+export DEBIAN_FRONTEND=noninteractive
+"${sudo[@]}" apt-get update -q
+"${sudo[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}"

@@ -1,0 +1,63 @@
+#include "CliVerb.h"
+
+#include "platform/Platform.h"
+
+#include <QCoreApplication>
+#include <QTextStream>
+
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString synopsis(const CliVerb& verb) {
+    return verb.usage.isEmpty() ? verb.name : verb.name + u' ' + verb.usage;
+}
+
+void printHelp(QTextStream& out) {
+    out << "Usage: norvane-cli <command> [arguments]\n\n"
+           "Norvane without a window: the same captures, analysis and checks as the desktop program.\n\n"
+           "Commands:\n";
+    qsizetype width = 0;
+    for (const CliVerb& verb : cliVerbs())
+        width = std::max(width, synopsis(verb).size());
+    for (const CliVerb& verb : cliVerbs())
+        out << "  " << synopsis(verb).leftJustified(width + 2) << verb.summary << '\n';
+    out << "\nOptions:\n  -h, --help  Show this help.\n"
+           "\n'norvane-cli <command> --help' describes one command.\n";
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setOrganizationName(u"Norvane"_s);
+    QCoreApplication::setApplicationName(u"Norvane"_s);
+    QCoreApplication::setApplicationVersion(Platform::appVersion());
+
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    QStringList arguments = QCoreApplication::arguments().mid(1);
+    if (arguments.isEmpty()) {
+        printHelp(err);
+        return 2;
+    }
+    const QString first = arguments.takeFirst();
+    if (first == u"-h"_s || first == u"--help"_s || first == u"help"_s) {
+        printHelp(out);
+        return 0;
+    }
+    for (const CliVerb& verb : cliVerbs()) {
+        if (verb.name == first) {
+            if (arguments.contains(u"--help"_s) || arguments.contains(u"-h"_s)) {
+                out << "Usage: norvane-cli " << synopsis(verb) << "\n\n" << verb.summary << '\n';
+                return 0;
+            }
+            return verb.run(arguments, out, err);
+        }
+    }
+    err << "norvane-cli: unknown command '" << first << "'\n\n";
+    printHelp(err);
+    return 2;
+}

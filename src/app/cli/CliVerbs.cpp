@@ -1,0 +1,41 @@
+#include "CliVerb.h"
+
+#include "platform/Locations.h"
+#include "platform/Platform.h"
+#include "subprocess/CaptureFolder.h"
+
+#include <QTextStream>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+int runVersion(const QStringList&, QTextStream& out, QTextStream&) {
+    out << "norvane-cli " << Platform::appVersion() << " (build " << Platform::buildNumber() << ", "
+        << Platform::osVersion() << ")\n";
+    return 0;
+}
+
+int runPaths(const QStringList&, QTextStream& out, QTextStream&) {
+    const QList<std::pair<const char*, QString>> rows = {
+        {"captures", CaptureFolder::outputDirectory()},
+        {"log file", Locations::logFilePath()},
+        {"settings", Locations::settingsFilePath()},
+        {"crash reports", Locations::diagnosticReportsDir()},
+        {"browser cache", Locations::playwrightCacheDir()},
+        {"tool state", Locations::toolStateDir()},
+    };
+    for (const auto& [label, path] : rows)
+        out << QString::fromLatin1(label).leftJustified(15) << path << '\n';
+    return 0;
+}
+
+} // namespace
+
+const std::vector<CliVerb>& cliVerbs() {
+    static const std::vector<CliVerb> verbs = {
+        {u"paths"_s, QString(), u"Show where Norvane keeps captures, its log and its settings."_s, runPaths},
+        {u"version"_s, QString(), u"Show the version of this program."_s, runVersion},
+    };
+    return verbs;
+}

@@ -1,0 +1,22 @@
+#include "core/NorvaneApp.h"
+#include "services/FileLogger.h"
+#include "views/MainWindow.h"
+
+#include <QApplication>
+
+int main(int argc, char* argv[]) {
+    qSetMessagePattern(QStringLiteral("[norvane] %{message}"));
+    QApplication app(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("Norvane"));
+    QApplication::setApplicationName(QStringLiteral("Norvane"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Norvane"));
+
+    NorvaneApp norvane(FileLogger::shared());
+    norvane.writeLaunchLines();
+
+    MainWindow window;
+    window.show();
+    const int status = app.exec();
+    FileLogger::shared().waitForIdle();
+    return status;
+}

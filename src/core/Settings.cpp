@@ -1,0 +1,101 @@
+#include "core/Settings.h"
+
+#include "platform/Locations.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QSettings>
+
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+Settings::Settings()
+    : Settings(Locations::settingsFilePath()) {}
+
+Settings::Settings(const QString& filePath)
+    : m_settings(std::make_unique<QSettings>(filePath, QSettings::IniFormat)) {}
+
+Settings::~Settings() = default;
+
+QString Settings::filePath() const {
+    return m_settings->fileName();
+}
+
+bool Settings::contains(const QString& key) const {
+    return m_settings->contains(key);
+}
+
+void Settings::remove(const QString& key) {
+    m_settings->remove(key);
+    m_settings->sync();
+}
+
+void Settings::store(const QString& key, const QVariant& value) {
+    m_settings->setValue(key, value);
+    m_settings->sync();
+}
+
+std::optional<bool> Settings::boolValue(const QString& key) const {
+    const QVariant value = m_settings->value(key);
+    if (value.typeId() == QMetaType::Bool)
+        return value.toBool();
+    // The INI format gives back what setValue(bool) wrote as text; nothing else counts as a boolean.
+    if (value.typeId() == QMetaType::QString) {
+        const QString text = value.toString();
+        if (text == u"true"_s)
+            return true;
+        if (text == u"false"_s)
+            return false;
+    }
+    return std::nullopt;
+}
+
+void Settings::setBool(const QString& key, bool value) {
+    store(key, value);
+}
+
+std::optional<double> Settings::doubleValue(const QString& key) const {
+    const QVariant value = m_settings->value(key);
+    if (!value.isValid())
+        return std::nullopt;
+    bool ok = false;
+    const double number = value.toDouble(&ok);
+    if (!ok || !std::isfinite(number))
+        return std::nullopt;
+    return number;
+}
+
+void Settings::setDouble(const QString& key, double value) {
+    store(key, value);
+}
+
+std::optional<QString> Settings::stringValue(const QString& key) const {
+    const QVariant value = m_settings->value(key);
+    if (value.typeId() != QMetaType::QString)
+        return std::nullopt;
+    return value.toString();
+}
+
+void Settings::setString(const QString& key, const QString& value) {
+    store(key, value);
+}
+
+QStringList Settings::stringList(const QString& key) const {
+    const auto text = stringValue(key);
+    if (!text)
+        return {};
+    const QJsonDocument document = QJsonDocument::fromJson(text->toUtf8());
+    QStringList values;
+    const QJsonArray array = document.array();
+    for (const QJsonValue& entry : array) {
+        if (entry.isString())
+            values.append(entry.toString());
+    }
+    return values;
+}
+
+void Settings::setStringList(const QString& key, const QStringList& values) {
+    const QJsonDocument document(QJsonArray::fromStringList(values));
+    store(key, QString::fromUtf8(document.toJson(QJsonDocument::Compact)));
+}
