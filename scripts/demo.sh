@@ -8,12 +8,14 @@ build=$(cd "$root" && mkdir -p "$build" && cd "$build" && pwd)
 
 home="$build/demo-home"
 bash "$root/scripts/make-sandbox.sh" "$home"
+mkdir -p -m 700 "$home/.runtime"
 
 # Everything the program may reach is on this machine: the site and the portal probe point at a
 # closed loopback port.
 sandbox_env=(
     env -u XDG_DATA_HOME -u XDG_STATE_HOME -u XDG_CACHE_HOME -u XDG_CONFIG_HOME
     HOME="$home"
+    XDG_RUNTIME_DIR="$home/.runtime"
     NORVANE_SITE_URL=http://127.0.0.1:9
     NORVANE_PORTAL_PROBE_URL=http://127.0.0.1:9/generate_204
 )
