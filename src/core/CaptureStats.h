@@ -7,6 +7,8 @@
 
 #include <optional>
 
+struct StatusEvent;
+
 // The live figures of one capture, merged from the tool's `status` events. A figure that was never
 // reported is empty, never 0.
 struct CaptureStats {
@@ -33,6 +35,10 @@ struct CaptureStats {
     bool icmpProxied = false;
     std::optional<double> e2eRttMs;
     bool noInternetDetected = false;
+
+    // Merges one `status` event. Figures never go blank once known: an absent value leaves the field,
+    // and the screens show the age of the last report instead.
+    void update(const StatusEvent& event);
 
     friend bool operator==(const CaptureStats&, const CaptureStats&) = default;
 };
