@@ -1,0 +1,56 @@
+#pragma once
+
+#include "core/CaptureSeries.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+// Reads the capture CSV that the measurement tool writes. The program never writes that file.
+// Both readers are forgiving: rows they can't use are passed over in silence, and only a file that
+// can't be read at all (or isn't UTF-8) is reported, as a warning in the log.
+class CSVLoader {
+public:
+    // A whole capture read back from disk; the caller owns it.
+    struct LoadedCapture {
+        QList<LatencyPoint> latencyPoints;
+        QList<ThroughputPoint> throughputPoints;
+        QList<RSSIPoint> rssiHistory;
+        QList<TraceroutePoint> traceroutePoints;
+        QList<SpeedTestRange> speedTestRanges;
+        QList<ObservedThroughputPoint> observedThroughputPoints;
+        std::optional<QString> location; // from captures.json
+        std::optional<QString> network;  // from captures.json, key "network_type"
+        std::optional<QString> ssid;     // from the first line that holds ",wifi,"
+        std::optional<QString> captureId;
+        std::optional<QDateTime> captureDate;
+        double durationSec = 0;
+        // Data rows with at least 5 columns and a readable timestamp, of any type.
+        int sampleCount = 0;
+        QString csvFile;
+        std::optional<double> lastDownloadMbps;
+        std::optional<double> lastUploadMbps;
+        std::optional<int> lastRSSI;
+    };
+
+    // The five figures of one row of the capture picker.
+    struct QuickStats {
+        std::optional<double> medianLatencyMs;
+        std::optional<double> lossPct;
+        std::optional<double> lastDownloadMbps;
+        std::optional<double> lastUploadMbps;
+        std::optional<double> durationMin;
+        friend bool operator==(const QuickStats&, const QuickStats&) = default;
+    };
+
+    // Nothing when the file can't be read, isn't UTF-8 or has fewer than two lines.
+    static std::optional<LoadedCapture> load(const QString& csvPath);
+    // A cheaper scan with arithmetic of its own: no dates, no points, only the columns it needs.
+    // Never fails; on any failure all five figures are absent.
+    static QuickStats quickStats(const QString& csvPath);
+
+private:
+    static QList<HopDetail> parseHopDetails(const QString& details);
+};
