@@ -1,3 +1,4 @@
+#include "core/AppState.h"
 #include "core/NorvaneApp.h"
 #include "services/FileLogger.h"
 #include "views/MainWindow.h"
@@ -13,10 +14,12 @@ int main(int argc, char* argv[]) {
 
     NorvaneApp norvane(FileLogger::shared());
     norvane.writeLaunchLines();
+    norvane.appState();
 
     MainWindow window;
     window.show();
     const int status = app.exec();
+    norvane.handleTermination();
     FileLogger::shared().waitForIdle();
     return status;
 }

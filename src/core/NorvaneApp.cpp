@@ -1,14 +1,35 @@
 #include "core/NorvaneApp.h"
 
+#include "core/AppState.h"
 #include "platform/Platform.h"
+#include "platform/WakeWatcher.h"
 #include "services/FileLogger.h"
 #include "subprocess/CaptureFolder.h"
+#include "subprocess/PythonProcess.h"
+
+#include <QCoreApplication>
 
 using namespace Qt::StringLiterals;
 
+namespace {
+const QString tag = u"App"_s;
+}
+
 NorvaneApp::NorvaneApp(FileLogger& log, QObject* parent)
     : QObject(parent)
-    , m_log(log) {}
+    , m_log(log)
+    , m_wakeWatcher(new WakeWatcher(this)) {
+    connect(m_wakeWatcher, &WakeWatcher::woke, this, &NorvaneApp::handleWake);
+    if (auto* application = QCoreApplication::instance()) {
+        connect(application, &QCoreApplication::aboutToQuit, this, &NorvaneApp::handleTermination);
+        connect(this, &NorvaneApp::terminateRequested, application, &QCoreApplication::quit,
+                Qt::QueuedConnection);
+    }
+}
+
+NorvaneApp::~NorvaneApp() {
+    handleTermination();
+}
 
 QStringList NorvaneApp::launchLines() const {
     return {
@@ -22,5 +43,54 @@ QStringList NorvaneApp::launchLines() const {
 void NorvaneApp::writeLaunchLines() {
     const QStringList lines = launchLines();
     for (const QString& line : lines)
-        m_log.info(u"App"_s, line);
+        m_log.info(tag, line);
+}
+
+AppState& NorvaneApp::appState() {
+    if (!m_appState)
+        m_appState = std::make_unique<AppState>(m_log);
+    return *m_appState;
+}
+
+void NorvaneApp::requestQuit() {
+    const AppState& state = appState();
+    if (QuitAlert::isNeeded(state.screen(), state.upload().uploadInProgress,
+                            state.upload().uploadPreparing)) {
+        m_showQuitConfirmation = true;
+        emit quitConfirmationChanged();
+        return;
+    }
+    emit terminateRequested();
+}
+
+QuitAlert NorvaneApp::quitAlert() {
+    const AppState& state = appState();
+    return QuitAlert::make(state.screen(), state.upload().uploadInProgress, state.upload().uploadPreparing);
+}
+
+void NorvaneApp::confirmQuit() {
+    m_showQuitConfirmation = false;
+    emit quitConfirmationChanged();
+    appState().pythonProcess().reset();
+    emit terminateRequested();
+}
+
+void NorvaneApp::cancelQuit() {
+    m_showQuitConfirmation = false;
+    emit quitConfirmationChanged();
+}
+
+void NorvaneApp::handleWake() {
+    m_log.info(tag, u"system wake detected"_s);
+}
+
+void NorvaneApp::handleTermination() {
+    if (m_terminated || !m_appState)
+        return;
+    m_terminated = true;
+    const AppState::Screen screen = m_appState->screen();
+    const bool captureRunning = screen == AppState::Screen::running || screen == AppState::Screen::finishing;
+    m_log.info(tag, u"app quit capture_running=%1 screen=%2"_s.arg(captureRunning ? u"true"_s : u"false"_s,
+                                                                   AppState::screenName(screen)));
+    m_appState->pythonProcess().reset();
 }

@@ -1,5 +1,8 @@
 #include "CliVerb.h"
 
+#include "CaptureVerbs.h"
+#include "LibraryVerb.h"
+
 #include "platform/Locations.h"
 #include "platform/Platform.h"
 #include "subprocess/CaptureFolder.h"
@@ -34,7 +37,13 @@ int runPaths(const QStringList&, QTextStream& out, QTextStream&) {
 
 const std::vector<CliVerb>& cliVerbs() {
     static const std::vector<CliVerb> verbs = {
+        {u"capture"_s, u"[--location L] [--network N] [--duration D] [--profile P] [--privacy P] [--json]"_s,
+         u"Run a capture without a window and print its results."_s, runCaptureVerb},
+        {u"library"_s, u"[DIR] [--json] [--filter TEXT] [--delete FILE]"_s,
+         u"List the captures of a folder as the capture picker does; delete one."_s, runLibraryVerb},
         {u"paths"_s, QString(), u"Show where Norvane keeps captures, its log and its settings."_s, runPaths},
+        {u"replay"_s, u"FILE [--json]"_s, u"Feed a recorded event stream through the live reducer."_s,
+         runReplayVerb},
         {u"version"_s, QString(), u"Show the version of this program."_s, runVersion},
     };
     return verbs;

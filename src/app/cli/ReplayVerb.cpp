@@ -1,0 +1,73 @@
+#include "CaptureVerbs.h"
+
+#include "Replay.h"
+#include "StateReport.h"
+#include "core/AppState.h"
+#include "core/VirtualClock.h"
+#include "screens/HoneycombState.h"
+#include "services/FileLogger.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QTextStream>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+// The strip a window of the default size would lay out, so that a replay fills cells too.
+constexpr double honeycombWidth = 640;
+constexpr double honeycombHeight = 50;
+} // namespace
+
+int runReplayVerb(const QStringList& arguments, QTextStream& out, QTextStream& err) {
+    QStringList files;
+    bool asJson = false;
+    for (const QString& argument : arguments) {
+        if (argument == u"--json"_s) {
+            asJson = true;
+        } else if (argument.startsWith(u"--"_s)) {
+            err << "norvane-cli replay: unknown option " << argument << '\n';
+            return 2;
+        } else {
+            files.append(argument);
+        }
+    }
+    if (files.size() != 1) {
+        err << "Usage: norvane-cli replay FILE [--json]\n";
+        return 2;
+    }
+    QFile file(files.first());
+    if (!file.open(QIODevice::ReadOnly)) {
+        err << "norvane-cli replay: cannot read " << files.first() << '\n';
+        return 1;
+    }
+    const QByteArray recording = file.readAll();
+
+    VirtualClock time(Replay::firstTimestamp(recording).value_or(VirtualClock::defaultStart()));
+    ScopedVirtualTime scope(time);
+    AppState state(FileLogger::shared());
+    auto layOut = [&state] { state.honeycomb().layoutCells(honeycombWidth, honeycombHeight); };
+    QObject::connect(&state, &AppState::honeycombChanged, &state, layOut);
+    state.startReplay(CaptureConfig{});
+    layOut();
+
+    const Replay::Result result = Replay::play(recording, state, time);
+    time.advance(1.0);
+
+    if (asJson) {
+        out << QJsonDocument(StateReport::stateJson(state, result.dropped())).toJson(QJsonDocument::Indented);
+    } else {
+        out << "Replayed " << result.decoded << " events; " << result.dropped() << " broken lines dropped.\n";
+        out << "Screen: " << AppState::screenName(state.screen()) << '\n';
+        if (state.captureId())
+            out << "Capture " << *state.captureId() << '\n';
+        if (!state.blockedProbes().isEmpty()) {
+            QStringList blocked(state.blockedProbes().begin(), state.blockedProbes().end());
+            blocked.sort();
+            out << "Blocked: " << blocked.join(u", "_s) << '\n';
+        }
+        out << StateReport::resultsText(state.snapshot());
+    }
+    FileLogger::shared().waitForIdle();
+    return 0;
+}

@@ -1,0 +1,164 @@
+#include "cli/CaptureVerbs.h"
+
+#include "core/VirtualClock.h"
+#include "support/TempHome.h"
+#include "support/TestPaths.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTextStream>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct VerbRun {
+    int status = -1;
+    QString out;
+    QString err;
+    QJsonObject json() const {
+        const qsizetype start = out.indexOf(u'{');
+        return QJsonDocument::fromJson(out.mid(start).toUtf8()).object();
+    }
+};
+
+template <typename Verb> VerbRun runInProcess(Verb verb, const QStringList& arguments) {
+    VerbRun run;
+    QTextStream out(&run.out);
+    QTextStream err(&run.err);
+    run.status = verb(arguments, out, err);
+    out.flush();
+    err.flush();
+    return run;
+}
+
+// Counts the rows of a capture CSV by type, as the simulator wrote them.
+QHash<QString, int> rowTypes(const QString& csvPath) {
+    QHash<QString, int> counts;
+    QFile file(csvPath);
+    if (!file.open(QIODevice::ReadOnly))
+        return counts;
+    file.readLine();
+    while (!file.atEnd()) {
+        const QList<QByteArray> columns = file.readLine().split(',');
+        if (columns.size() > 1)
+            ++counts[QString::fromUtf8(columns[1])];
+    }
+    return counts;
+}
+
+} // namespace
+
+TEST(CaptureVerb, TimedCaptureOnTheGoodScenarioReportsWhatTheToolSent) {
+    TempHome home;
+    home.installFakeUv();
+    QProcess cli;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"NORVANE_SIM_SPEED"_s, u"300"_s);
+    environment.insert(u"NORVANE_SIM_SCENARIO"_s, u"good"_s);
+    cli.setProcessEnvironment(environment);
+    cli.start(QStringLiteral(NORVANE_CLI_PATH), {u"capture"_s, u"--duration"_s, u"5m"_s, u"--json"_s});
+    ASSERT_TRUE(cli.waitForFinished(60'000));
+    EXPECT_EQ(cli.exitCode(), 0) << cli.readAllStandardError().toStdString();
+    const QJsonObject state = QJsonDocument::fromJson(cli.readAllStandardOutput()).object();
+    EXPECT_EQ(state[u"screen"_s].toString(), u"celebration"_s);
+    EXPECT_EQ(state[u"process_state"_s].toString(), u"completed"_s);
+    EXPECT_TRUE(state[u"error_message"_s].isNull());
+
+    const QStringList captures = QDir(home.path() + u"/.local/share/Norvane/captures"_s)
+                                     .entryList({u"wifi_capture_*.csv"_s}, QDir::Files);
+    QStringList mainFiles;
+    for (const QString& name : captures) {
+        if (!name.endsWith(u"_throughput_raw.csv"_s))
+            mainFiles.append(name);
+    }
+    ASSERT_EQ(mainFiles.size(), 1);
+    const auto rows = rowTypes(home.path() + u"/.local/share/Norvane/captures/"_s + mainFiles[0]);
+    const int latencyRows = rows.value(u"ping"_s) + rows.value(u"udp"_s) + rows.value(u"tcp"_s) +
+                            rows.value(u"http"_s) + rows.value(u"quic"_s) + rows.value(u"dns"_s);
+    const QJsonObject series = state[u"series"_s].toObject();
+    EXPECT_GT(latencyRows, 0);
+    EXPECT_EQ(series[u"latency_points"_s].toInt(), latencyRows);
+    EXPECT_EQ(series[u"throughput_points"_s].toInt(),
+              rows.value(u"throughput_down"_s) + rows.value(u"throughput_up"_s));
+    EXPECT_EQ(series[u"traceroute_points"_s].toInt(), rows.value(u"traceroute"_s));
+    EXPECT_EQ(series[u"cdn_throughput_points"_s].toInt(), rows.value(u"cdn_throughput"_s));
+    EXPECT_FALSE(state[u"results"_s].toObject()[u"verdict"_s].toString().isEmpty());
+}
+
+TEST(CaptureVerb, SilentToolFailsAfterTheStartupWatchdog) {
+    TempHome home;
+    home.installFakeUv();
+    qputenv("NORVANE_SIM_SCENARIO", "silent");
+    VirtualClock time;
+    ScopedVirtualTime scope(time);
+    // Virtual seconds pass a thousand times faster than real ones while the verb's loop runs.
+    QTimer driver;
+    QObject::connect(&driver, &QTimer::timeout, [&time] { time.advance(1.0); });
+    driver.start(1);
+    const VerbRun run = runInProcess(runCaptureVerb, {u"--duration"_s, u"5m"_s, u"--json"_s});
+    driver.stop();
+    qunsetenv("NORVANE_SIM_SCENARIO");
+    EXPECT_EQ(run.status, 1);
+    const QJsonObject state = run.json();
+    EXPECT_EQ(state[u"screen"_s].toString(), u"diagnostics"_s);
+    EXPECT_EQ(
+        state[u"error_message"_s].toString(),
+        u"The capture tool started but is not responding. This may indicate a Python configuration issue — "
+        u"try reinstalling the app."_s);
+}
+
+TEST(CaptureVerb, UnknownDurationIsAUsageError) {
+    TempHome home;
+    const VerbRun run = runInProcess(runCaptureVerb, {u"--duration"_s, u"7m"_s});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_TRUE(run.err.contains(u"--duration takes one of 5m, 10m, 15m, 30m, 1h, 3h"_s));
+}
+
+TEST(ReplayVerb, FlakyStreamReportsTheBlockedTarget) {
+    TempHome home;
+    const VerbRun run =
+        runInProcess(runReplayVerb, {testDataPath(u"events/cellular-capture.jsonl"_s), u"--json"_s});
+    ASSERT_EQ(run.status, 0) << run.err.toStdString();
+    const QJsonObject state = run.json();
+    EXPECT_EQ(state[u"dropped_lines"_s].toInt(), 0);
+    EXPECT_TRUE(state[u"blocked_probes"_s].toArray().contains(u"tcp:8.8.8.8:853"_s)) << run.out.toStdString();
+    EXPECT_GT(state[u"series"_s].toObject()[u"latency_points"_s].toInt(), 0);
+}
+
+TEST(ReplayVerb, BrokenLinesAreCountedAndChangeNothingElse) {
+    TempHome home;
+    QFile original(testDataPath(u"events/cellular-capture.jsonl"_s));
+    ASSERT_TRUE(original.open(QIODevice::ReadOnly));
+    const QList<QByteArray> lines = original.readAll().split('\n');
+    QByteArray broken;
+    int inserted = 0;
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        broken += lines[i] + '\n';
+        if (i % 50 == 25) {
+            broken += (i % 100 == 25) ? QByteArray("{\"event\":\"probe\",\"type\":")
+                                      : QByteArray("\xff\xfe garbage");
+            broken += '\n';
+            ++inserted;
+        }
+    }
+    const QString copy = home.path() + u"/broken.jsonl"_s;
+    QFile out(copy);
+    ASSERT_TRUE(out.open(QIODevice::WriteOnly));
+    out.write(broken);
+    out.close();
+
+    QJsonObject clean = runInProcess(runReplayVerb, {original.fileName(), u"--json"_s}).json();
+    QJsonObject dirty = runInProcess(runReplayVerb, {copy, u"--json"_s}).json();
+    EXPECT_EQ(dirty[u"dropped_lines"_s].toInt(), inserted);
+    clean.remove(u"dropped_lines"_s);
+    dirty.remove(u"dropped_lines"_s);
+    EXPECT_EQ(clean, dirty);
+}
