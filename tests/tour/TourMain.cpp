@@ -1,6 +1,7 @@
 // The tour: opens the real main window, visits every screen in both colour schemes, and leaves one
 // picture per stop, named "{NN}-{screen}-{state}-{scheme}.png". It fails when a picture comes out blank.
 
+#include "core/AppState.h"
 #include "core/NorvaneApp.h"
 #include "services/FileLogger.h"
 #include "views/MainWindow.h"
@@ -61,6 +62,7 @@ int main(int argc, char* argv[]) {
 
     NorvaneApp norvane(FileLogger::shared());
     norvane.writeLaunchLines();
+    norvane.appState();
 
     MainWindow window;
     window.show();
