@@ -1,5 +1,6 @@
 #include "CliVerb.h"
 
+#include "AnalyzeVerb.h"
 #include "CaptureVerbs.h"
 #include "LibraryVerb.h"
 
@@ -37,6 +38,8 @@ int runPaths(const QStringList&, QTextStream& out, QTextStream&) {
 
 const std::vector<CliVerb>& cliVerbs() {
     static const std::vector<CliVerb> verbs = {
+        {u"analyze"_s, u"FILE.csv [--json]"_s,
+         u"Show the results of a capture file as the results screen does."_s, runAnalyzeVerb},
         {u"capture"_s, u"[--location L] [--network N] [--duration D] [--profile P] [--privacy P] [--json]"_s,
          u"Run a capture without a window and print its results."_s, runCaptureVerb},
         {u"library"_s, u"[DIR] [--json] [--filter TEXT] [--delete FILE]"_s,

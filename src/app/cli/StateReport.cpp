@@ -58,6 +58,10 @@ QJsonObject statsJson(const CaptureStats& stats) {
     };
 }
 
+} // namespace
+
+namespace StateReport {
+
 QJsonArray figuresJson(const QList<ResultFigure>& figures) {
     QJsonArray array;
     for (const ResultFigure& figure : figures) {
@@ -72,36 +76,25 @@ QJsonArray figuresJson(const QList<ResultFigure>& figures) {
     return array;
 }
 
-QList<double> answeredRoundTrips(const QList<LatencyPoint>& points) {
-    QList<double> values;
-    for (const LatencyPoint& point : points) {
-        if (point.rttMs && !point.loss)
-            values.append(*point.rttMs);
-    }
-    return values;
-}
-
-} // namespace
-
-namespace StateReport {
-
 QString orDashes(const std::optional<QString>& text) {
     return text.value_or(u"---"_s);
 }
 
+QJsonValue percentilesJson(const std::optional<Percentiles>& percentiles) {
+    if (!percentiles)
+        return QJsonValue();
+    return QJsonObject{
+        {u"p50"_s, percentiles->p50}, {u"p95"_s, percentiles->p95}, {u"p99"_s, percentiles->p99}};
+}
+
 QJsonObject resultsJson(const CaptureSnapshot& capture) {
-    const auto percentiles = ResultsAnalysis::computePercentiles(answeredRoundTrips(capture.latencyPoints));
-    QJsonValue percentilesJson;
-    if (percentiles)
-        percentilesJson = QJsonObject{
-            {u"p50"_s, percentiles->p50}, {u"p95"_s, percentiles->p95}, {u"p99"_s, percentiles->p99}};
     return {
         {u"figures"_s, figuresJson(ResultsAnalysis::summaryFigures(capture))},
         {u"video"_s, figuresJson(ResultsAnalysis::videoFigures(capture))},
         {u"verdict"_s, ResultsAnalysis::quality(capture).rawValue()},
         {u"explanation"_s, ResultsAnalysis::qualityExplanation(capture)},
         {u"is_geo"_s, ResultsAnalysis::isGeo(capture)},
-        {u"percentiles"_s, percentilesJson},
+        {u"percentiles"_s, percentilesJson(ResultsAnalysis::latencyPercentiles(capture))},
     };
 }
 
