@@ -20,7 +20,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 
 #if defined(__GLIBC__)
@@ -42,6 +41,7 @@ struct BenchData {
     QString bigCapture;
     QString library;
     int libraryCaptures = 1000;
+    bool ready = false;
 };
 
 bool generate(int rows, const QString& out) {
@@ -60,12 +60,10 @@ const BenchData& benchData() {
         auto made = std::make_unique<BenchData>();
         made->bigCapture = made->dir.path() + u"/big/wifi_capture_20250601T120000Z.csv"_s;
         made->library = made->dir.path() + u"/library"_s;
-        if (!generate(1'000'000, made->bigCapture))
-            std::exit(1);
-        // One capture of 2,000 rows (about 130 kB), copied under 1,000 names an hour apart.
+        // One capture of 2,000 rows (about 130 kB) for the library, copied under 1,000 names an hour apart.
         const QString sample = made->dir.path() + u"/sample/wifi_capture_20250601T120000Z.csv"_s;
-        if (!generate(2'000, sample))
-            std::exit(1);
+        if (!generate(1'000'000, made->bigCapture) || !generate(2'000, sample))
+            return made;
         QDir().mkpath(made->library);
         const QDateTime first(QDate(2024, 1, 1), QTime(0, 0), Qt::UTC);
         for (int i = 0; i < made->libraryCaptures; ++i) {
@@ -73,9 +71,17 @@ const BenchData& benchData() {
                                  first.addSecs(3600LL * i).toString(u"yyyyMMdd'T'HHmmss'Z'"_s) + u".csv"_s;
             QFile::copy(sample, made->library + u'/' + name);
         }
+        made->ready = true;
         return made;
     }();
     return *data;
+}
+
+// False, with the benchmark marked as failed, when the inputs couldn't be generated.
+bool haveData(benchmark::State& state) {
+    if (!benchData().ready)
+        state.SkipWithError("gen_capture.py could not generate the inputs");
+    return benchData().ready;
 }
 
 // Wall time of `wc -l` on the file, process start included: the yardstick of a plain pass over it.
@@ -112,6 +118,8 @@ template <typename Call> void againstWc(benchmark::State& state, const QString& 
 }
 
 void BM_LoadAgainstWc(benchmark::State& state) {
+    if (!haveData(state))
+        return;
     const QString path = benchData().bigCapture;
     qsizetype points = 0;
     // The capture outlives the timed call: freeing it is the caller's business, not the load's.
@@ -129,6 +137,8 @@ void BM_LoadAgainstWc(benchmark::State& state) {
 BENCHMARK(BM_LoadAgainstWc)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(10);
 
 void BM_QuickStatsAgainstWc(benchmark::State& state) {
+    if (!haveData(state))
+        return;
     const QString path = benchData().bigCapture;
     againstWc(state, path, [&] { benchmark::DoNotOptimize(CSVLoader::quickStats(path)); });
 }
@@ -143,6 +153,8 @@ size_t heapInUse() {
 }
 
 void BM_LoadMemoryPerLatencyPoint(benchmark::State& state) {
+    if (!haveData(state))
+        return;
     const QString path = benchData().bigCapture;
     for (auto _ : state) {
         const size_t before = heapInUse();
@@ -163,6 +175,8 @@ BENCHMARK(BM_LoadMemoryPerLatencyPoint)->Unit(benchmark::kMillisecond)->Iteratio
 
 // The same five figures with Qt's text classes alone: the reason the loader parses bytes by hand.
 void BM_QtOnlyQuickStatsAgainstWc(benchmark::State& state) {
+    if (!haveData(state))
+        return;
     const QString path = benchData().bigCapture;
     againstWc(state, path, [&] {
         QFile file(path);
@@ -193,6 +207,8 @@ BENCHMARK(BM_QtOnlyQuickStatsAgainstWc)->Unit(benchmark::kMillisecond)->UseManua
 
 // The first listing of 1,000 captures scans every file; it should cost little beyond those scans.
 void BM_LibraryFirstListing(benchmark::State& state) {
+    if (!haveData(state))
+        return;
     const BenchData& data = benchData();
     double listing = 0;
     double scans = 0;
@@ -220,6 +236,8 @@ BENCHMARK(BM_LibraryFirstListing)->Unit(benchmark::kMillisecond)->UseManualTime(
 
 // Opening the picker again: a directory listing, one size per file and the cache.
 void BM_LibraryCachedListing(benchmark::State& state) {
+    if (!haveData(state))
+        return;
     const BenchData& data = benchData();
     CaptureLibrary::loadCaptureSummaries(data.library, QDateTime::currentDateTimeUtc());
     for (auto _ : state) {

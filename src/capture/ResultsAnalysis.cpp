@@ -217,18 +217,8 @@ bool hasVideoData(const CaptureSnapshot& capture) {
     return netflixMedianMbps(capture) || capture.youtubeAbrResolution || youtubeSegmentMedianMbps(capture);
 }
 
-QList<double> answeredRoundTrips(const QList<LatencyPoint>& points) {
-    QList<double> values;
-    values.reserve(points.size());
-    for (const LatencyPoint& point : points) {
-        if (point.rttMs && !point.loss)
-            values.append(*point.rttMs);
-    }
-    return values;
-}
-
 std::optional<Percentiles> latencyPercentiles(const CaptureSnapshot& capture) {
-    return computePercentiles(answeredRoundTrips(capture.latencyPoints));
+    return computePercentiles(percentileValues(capture.latencyPoints));
 }
 
 QList<ResultFigure> videoFigures(const CaptureSnapshot& capture) {

@@ -54,10 +54,8 @@ bool hasVideoData(const CaptureSnapshot& capture);
 // "Netflix", "YouTube", "Stalls", "Startup", "Buffer", each only when measured.
 QList<ResultFigure> videoFigures(const CaptureSnapshot& capture);
 
-// The percentiles of the latency chart: over the round trips of every answered sample, of any probe.
+// The percentiles of the latency chart, over `percentileValues` of the capture's samples.
 std::optional<Percentiles> latencyPercentiles(const CaptureSnapshot& capture);
-// Those round trips, in the order of the capture.
-QList<double> answeredRoundTrips(const QList<LatencyPoint>& points);
 
 // The charts' inputs as the results screen takes them from the snapshot.
 QList<ObservedThroughputPoint> filteredObservedPoints(const CaptureSnapshot& capture);

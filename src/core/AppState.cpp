@@ -131,11 +131,7 @@ void AppState::beginSession(const CaptureConfig& config) {
     // The video ranges are left alone on purpose: they carry over to the next capture of this run.
     const QList<SpeedTestRange> keptVideoRanges = m_videoStreamingRanges;
     m_snapshot = CaptureSnapshot();
-    m_throughputPhase.reset();
-    m_throughputDirection.reset();
-    m_throughputRoundNum.reset();
-    m_throughputTotalRounds.reset();
-    m_throughputProbeType.reset();
+    resetThroughputState();
     m_stopReason.reset();
     resetUploadFields(true);
     m_warnings.clear();
@@ -287,11 +283,7 @@ void AppState::loadCapture(const QString& csvPath) {
     m_infoEvent.reset();
     m_captureCategory.reset();
     m_errorMessage.reset();
-    m_throughputPhase.reset();
-    m_throughputDirection.reset();
-    m_throughputRoundNum.reset();
-    m_throughputTotalRounds.reset();
-    m_throughputProbeType.reset();
+    resetThroughputState();
     m_stopReason.reset();
     m_latencyBuffer.clear();
     m_warnings.clear();
@@ -454,6 +446,14 @@ void AppState::setMeasuredUplinkMbps(std::optional<double> mbps) {
 void AppState::replaceHoneycomb() {
     m_honeycomb = std::make_unique<HoneycombState>();
     emit honeycombChanged();
+}
+
+void AppState::resetThroughputState() {
+    m_throughputPhase.reset();
+    m_throughputDirection.reset();
+    m_throughputRoundNum.reset();
+    m_throughputTotalRounds.reset();
+    m_throughputProbeType.reset();
 }
 
 void AppState::resetUploadFields(bool includingDone) {

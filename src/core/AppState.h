@@ -232,6 +232,7 @@ private:
     void setMeasuredUplinkMbps(std::optional<double> mbps);
     void replaceHoneycomb();
     void resetUploadFields(bool includingDone);
+    void resetThroughputState();
     void closeOpenRanges(QList<SpeedTestRange>& ranges, const QDateTime& end);
     QDateTime eventTime(const QString& ts) const;
     // One shared copy of each probe type and target: a long capture repeats a handful of names a

@@ -1,5 +1,6 @@
 #include "cli/AnalyzeVerb.h"
 
+#include "support/CliRun.h"
 #include "support/TempHome.h"
 #include "support/TestPaths.h"
 
@@ -15,20 +16,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct VerbRun {
-    int status = -1;
-    QString out;
-    QString err;
-};
-
-VerbRun analyze(const QStringList& arguments) {
-    VerbRun run;
-    QTextStream out(&run.out);
-    QTextStream err(&run.err);
-    run.status = runAnalyzeVerb(arguments, out, err);
-    out.flush();
-    err.flush();
-    return run;
+CliRun analyze(const QStringList& arguments) {
+    return runVerb(runAnalyzeVerb, arguments);
 }
 
 const QString capture = u"analyze/wifi_capture_20260314T093000Z.csv"_s;
@@ -37,8 +26,8 @@ const QString capture = u"analyze/wifi_capture_20260314T093000Z.csv"_s;
 
 TEST(AnalyzeVerb, JsonOfARecordedCellularCaptureMatchesItsGoldenFile) {
     TempHome home;
-    const VerbRun run = analyze({testDataPath(capture), u"--json"_s});
-    ASSERT_EQ(run.status, 0) << run.err.toStdString();
+    const CliRun run = analyze({testDataPath(capture), u"--json"_s});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     QFile expectedFile(testDataPath(u"analyze/wifi_capture_20260314T093000Z.expected.json"_s));
     ASSERT_TRUE(expectedFile.open(QIODevice::ReadOnly));
     const QJsonObject expected = QJsonDocument::fromJson(expectedFile.readAll()).object();
@@ -71,8 +60,8 @@ TEST(AnalyzeVerb, ReportsWhatTheCaptureHolds) {
 
 TEST(AnalyzeVerb, TextNamesTheVerdictAndTheBlockedTarget) {
     TempHome home;
-    const VerbRun run = analyze({testDataPath(capture)});
-    ASSERT_EQ(run.status, 0);
+    const CliRun run = analyze({testDataPath(capture)});
+    ASSERT_EQ(run.exitCode, 0);
     EXPECT_TRUE(run.out.contains(u"\nVerdict: "_s));
     EXPECT_TRUE(run.out.contains(u"Blocked targets: tcp:8.8.8.8:853"_s));
     EXPECT_TRUE(run.out.contains(u"Traceroute: "_s));
@@ -80,8 +69,8 @@ TEST(AnalyzeVerb, TextNamesTheVerdictAndTheBlockedTarget) {
 
 TEST(AnalyzeVerb, UnreadableFileSaysSoAndFails) {
     TempHome home;
-    const VerbRun run = analyze({home.path() + u"/missing.csv"_s});
-    EXPECT_EQ(run.status, 1);
+    const CliRun run = analyze({home.path() + u"/missing.csv"_s});
+    EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.err, u"Could not load CSV file\n"_s);
     EXPECT_TRUE(run.out.isEmpty());
 }

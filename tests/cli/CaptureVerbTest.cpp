@@ -1,6 +1,7 @@
 #include "cli/CaptureVerbs.h"
 
 #include "core/VirtualClock.h"
+#include "support/CliRun.h"
 #include "support/TempHome.h"
 #include "support/TestPaths.h"
 
@@ -18,26 +19,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-struct VerbRun {
-    int status = -1;
-    QString out;
-    QString err;
-    QJsonObject json() const {
-        const qsizetype start = out.indexOf(u'{');
-        return QJsonDocument::fromJson(out.mid(start).toUtf8()).object();
-    }
-};
-
-template <typename Verb> VerbRun runInProcess(Verb verb, const QStringList& arguments) {
-    VerbRun run;
-    QTextStream out(&run.out);
-    QTextStream err(&run.err);
-    run.status = verb(arguments, out, err);
-    out.flush();
-    err.flush();
-    return run;
-}
 
 // Counts the rows of a capture CSV by type, as the simulator wrote them.
 QHash<QString, int> rowTypes(const QString& csvPath) {
@@ -103,10 +84,10 @@ TEST(CaptureVerb, SilentToolFailsAfterTheStartupWatchdog) {
     QTimer driver;
     QObject::connect(&driver, &QTimer::timeout, [&time] { time.advance(1.0); });
     driver.start(1);
-    const VerbRun run = runInProcess(runCaptureVerb, {u"--duration"_s, u"5m"_s, u"--json"_s});
+    const CliRun run = runVerb(runCaptureVerb, {u"--duration"_s, u"5m"_s, u"--json"_s});
     driver.stop();
     qunsetenv("NORVANE_SIM_SCENARIO");
-    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.exitCode, 1);
     const QJsonObject state = run.json();
     EXPECT_EQ(state[u"screen"_s].toString(), u"diagnostics"_s);
     EXPECT_EQ(
@@ -117,16 +98,16 @@ TEST(CaptureVerb, SilentToolFailsAfterTheStartupWatchdog) {
 
 TEST(CaptureVerb, UnknownDurationIsAUsageError) {
     TempHome home;
-    const VerbRun run = runInProcess(runCaptureVerb, {u"--duration"_s, u"7m"_s});
-    EXPECT_EQ(run.status, 2);
+    const CliRun run = runVerb(runCaptureVerb, {u"--duration"_s, u"7m"_s});
+    EXPECT_EQ(run.exitCode, 2);
     EXPECT_TRUE(run.err.contains(u"--duration takes one of 5m, 10m, 15m, 30m, 1h, 3h"_s));
 }
 
 TEST(ReplayVerb, FlakyStreamReportsTheBlockedTarget) {
     TempHome home;
-    const VerbRun run =
-        runInProcess(runReplayVerb, {testDataPath(u"events/cellular-capture.jsonl"_s), u"--json"_s});
-    ASSERT_EQ(run.status, 0) << run.err.toStdString();
+    const CliRun run =
+        runVerb(runReplayVerb, {testDataPath(u"events/cellular-capture.jsonl"_s), u"--json"_s});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     const QJsonObject state = run.json();
     EXPECT_EQ(state[u"dropped_lines"_s].toInt(), 0);
     EXPECT_TRUE(state[u"blocked_probes"_s].toArray().contains(u"tcp:8.8.8.8:853"_s)) << run.out.toStdString();
@@ -155,8 +136,8 @@ TEST(ReplayVerb, BrokenLinesAreCountedAndChangeNothingElse) {
     out.write(broken);
     out.close();
 
-    QJsonObject clean = runInProcess(runReplayVerb, {original.fileName(), u"--json"_s}).json();
-    QJsonObject dirty = runInProcess(runReplayVerb, {copy, u"--json"_s}).json();
+    QJsonObject clean = runVerb(runReplayVerb, {original.fileName(), u"--json"_s}).json();
+    QJsonObject dirty = runVerb(runReplayVerb, {copy, u"--json"_s}).json();
     EXPECT_EQ(dirty[u"dropped_lines"_s].toInt(), inserted);
     clean.remove(u"dropped_lines"_s);
     dirty.remove(u"dropped_lines"_s);

@@ -1,3 +1,4 @@
+#include "support/CliRun.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
@@ -5,24 +6,6 @@
 #include <QProcess>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-struct CliRun {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-CliRun runCli(const QStringList& arguments) {
-    QProcess process;
-    process.start(QStringLiteral(NORVANE_CLI_PATH), arguments);
-    process.waitForFinished(30'000);
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
-}
-
-} // namespace
 
 TEST(NorvaneCli, HelpListsTheVerbsAndSucceeds) {
     TempHome home;

@@ -1,3 +1,4 @@
+#include "support/CliRun.h"
 #include "support/TempHome.h"
 #include "support/TestPaths.h"
 
@@ -14,20 +15,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-struct CliRun {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-CliRun runCli(const QStringList& arguments) {
-    QProcess process;
-    process.start(QStringLiteral(NORVANE_CLI_PATH), arguments);
-    process.waitForFinished(60'000);
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
-}
 
 QByteArray readAll(const QString& path) {
     QFile file(path);

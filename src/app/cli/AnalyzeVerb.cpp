@@ -1,6 +1,9 @@
 #include "AnalyzeVerb.h"
 
+#include "CliArguments.h"
 #include "StateReport.h"
+
+#include "CliJson.h"
 #include "capture/BlockedTargets.h"
 #include "capture/CSVLoader.h"
 #include "capture/NumberText.h"
@@ -16,15 +19,9 @@
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
+using CliJson::json;
 
 namespace {
-
-QJsonValue json(const std::optional<QString>& value) {
-    return value ? QJsonValue(*value) : QJsonValue();
-}
-QJsonValue json(const std::optional<double>& value) {
-    return value ? QJsonValue(*value) : QJsonValue();
-}
 
 struct TracerouteSummary {
     QList<HopDetail> hops;
@@ -62,23 +59,11 @@ QString optionalMs(const std::optional<double>& value) {
 } // namespace
 
 int runAnalyzeVerb(const QStringList& arguments, QTextStream& out, QTextStream& err) {
-    QStringList files;
-    bool asJson = false;
-    for (const QString& argument : arguments) {
-        if (argument == u"--json"_s) {
-            asJson = true;
-        } else if (argument.startsWith(u"--"_s)) {
-            err << "norvane-cli analyze: unknown option " << argument << '\n';
-            return 2;
-        } else {
-            files.append(argument);
-        }
-    }
-    if (files.size() != 1) {
-        err << "Usage: norvane-cli analyze FILE.csv [--json]\n";
+    const auto parsed = FileArguments::parse(arguments, u"norvane-cli analyze FILE.csv [--json]"_s, err);
+    if (!parsed)
         return 2;
-    }
-    const QString path = files.first();
+    const bool asJson = parsed->asJson;
+    const QString path = parsed->file;
 
     // The very steps that open a capture from the history in the window.
     AppState state(FileLogger::shared());

@@ -1,5 +1,6 @@
 #include "CaptureVerbs.h"
 
+#include "CliArguments.h"
 #include "Replay.h"
 #include "StateReport.h"
 #include "core/AppState.h"
@@ -20,25 +21,13 @@ constexpr double honeycombHeight = 50;
 } // namespace
 
 int runReplayVerb(const QStringList& arguments, QTextStream& out, QTextStream& err) {
-    QStringList files;
-    bool asJson = false;
-    for (const QString& argument : arguments) {
-        if (argument == u"--json"_s) {
-            asJson = true;
-        } else if (argument.startsWith(u"--"_s)) {
-            err << "norvane-cli replay: unknown option " << argument << '\n';
-            return 2;
-        } else {
-            files.append(argument);
-        }
-    }
-    if (files.size() != 1) {
-        err << "Usage: norvane-cli replay FILE [--json]\n";
+    const auto parsed = FileArguments::parse(arguments, u"norvane-cli replay FILE [--json]"_s, err);
+    if (!parsed)
         return 2;
-    }
-    QFile file(files.first());
+    const bool asJson = parsed->asJson;
+    QFile file(parsed->file);
     if (!file.open(QIODevice::ReadOnly)) {
-        err << "norvane-cli replay: cannot read " << files.first() << '\n';
+        err << "norvane-cli replay: cannot read " << parsed->file << '\n';
         return 1;
     }
     const QByteArray recording = file.readAll();

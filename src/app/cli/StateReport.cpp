@@ -1,5 +1,7 @@
 #include "StateReport.h"
 
+#include "CliJson.h"
+
 #include "capture/ResultsAnalysis.h"
 #include "core/AppState.h"
 #include "screens/HoneycombState.h"
@@ -13,22 +15,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QJsonValue json(const std::optional<QString>& value) {
-    return value ? QJsonValue(*value) : QJsonValue();
-}
-QJsonValue json(const std::optional<double>& value) {
-    return value ? QJsonValue(*value) : QJsonValue();
-}
-QJsonValue json(const std::optional<int>& value) {
-    return value ? QJsonValue(*value) : QJsonValue();
-}
-QJsonValue json(const QDateTime& value) {
-    return value.isValid() ? QJsonValue(value.toUTC().toString(Qt::ISODateWithMs)) : QJsonValue();
-}
-QJsonValue json(const std::optional<QDateTime>& value) {
-    return value ? json(*value) : QJsonValue();
-}
-QJsonValue json(const std::optional<Activity>& value) {
+using CliJson::json;
+QJsonValue activityText(const std::optional<Activity>& value) {
     return value ? QJsonValue(value->text) : QJsonValue();
 }
 
@@ -61,6 +49,8 @@ QJsonObject statsJson(const CaptureStats& stats) {
 } // namespace
 
 namespace StateReport {
+
+using CliJson::json;
 
 QJsonArray figuresJson(const QList<ResultFigure>& figures) {
     QJsonArray array;
@@ -124,8 +114,8 @@ QJsonObject stateJson(const AppState& state, std::optional<qint64> droppedLines)
         {u"warnings"_s, QJsonArray::fromStringList(state.warnings())},
         {u"blocked_probes"_s, QJsonArray::fromStringList(blocked)},
         {u"latest_probe_tick"_s, json(state.latestProbeTick())},
-        {u"persistent_activity"_s, json(state.persistentActivity())},
-        {u"flash_activity"_s, json(state.flashActivity())},
+        {u"persistent_activity"_s, activityText(state.persistentActivity())},
+        {u"flash_activity"_s, activityText(state.flashActivity())},
         {u"stats"_s, statsJson(state.stats())},
         {u"series"_s, series},
         {u"honeycomb"_s, QJsonObject{{u"filled_count"_s, state.honeycomb().filledCount()},
