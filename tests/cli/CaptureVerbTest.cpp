@@ -40,15 +40,12 @@ QHash<QString, int> rowTypes(const QString& csvPath) {
 TEST(CaptureVerb, TimedCaptureOnTheGoodScenarioReportsWhatTheToolSent) {
     TempHome home;
     home.installFakeUv();
-    QProcess cli;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"NORVANE_SIM_SPEED"_s, u"300"_s);
     environment.insert(u"NORVANE_SIM_SCENARIO"_s, u"good"_s);
-    cli.setProcessEnvironment(environment);
-    cli.start(QStringLiteral(NORVANE_CLI_PATH), {u"capture"_s, u"--duration"_s, u"5m"_s, u"--json"_s});
-    ASSERT_TRUE(cli.waitForFinished(60'000));
-    EXPECT_EQ(cli.exitCode(), 0) << cli.readAllStandardError().toStdString();
-    const QJsonObject state = QJsonDocument::fromJson(cli.readAllStandardOutput()).object();
+    const CliRun run = runCli({u"capture"_s, u"--duration"_s, u"5m"_s, u"--json"_s}, environment);
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    const QJsonObject state = run.json();
     EXPECT_EQ(state[u"screen"_s].toString(), u"celebration"_s);
     EXPECT_EQ(state[u"process_state"_s].toString(), u"completed"_s);
     EXPECT_TRUE(state[u"error_message"_s].isNull());
