@@ -15,6 +15,7 @@
 #include <QLocale>
 #include <QRegularExpression>
 #include <QSet>
+#include <QtConcurrentMap>
 
 #include <algorithm>
 #include <cmath>
@@ -189,6 +190,27 @@ QList<CaptureSummary> CaptureLibrary::loadCaptureSummaries(const QString& folder
     cache.removeIf([&](const auto& entry) { return !kept.contains(entry.key()); });
     bool dirty = cache.size() != cachedBefore;
 
+    // The files whose cached figures are missing or stale, by size only: a file replaced by one of the
+    // same size keeps its figures. Their scans are independent, so they share the cores.
+    QList<std::pair<QString, qint64>> stale;
+    for (const QString& name : std::as_const(names)) {
+        const QFileInfo info(folder + u'/' + name);
+        const qint64 size = info.exists() ? info.size() : 0;
+        const auto cached = cache.constFind(name);
+        if (cached == cache.cend() || cached->fileSize != size)
+            stale.append({name, size});
+    }
+    const QList<CSVLoader::QuickStats> scanned =
+        QtConcurrent::blockingMapped(stale, [&folder](const std::pair<QString, qint64>& file) {
+            return CSVLoader::quickStats(folder + u'/' + file.first);
+        });
+    for (qsizetype i = 0; i < stale.size(); ++i) {
+        const CSVLoader::QuickStats& stats = scanned[i];
+        cache.insert(stale[i].first, {stale[i].second, stats.medianLatencyMs, stats.lossPct,
+                                      stats.lastDownloadMbps, stats.lastUploadMbps, stats.durationMin});
+        dirty = true;
+    }
+
     QList<CaptureSummary> summaries;
     summaries.reserve(names.size());
     // Newest first, as long as the names begin alike.
@@ -198,17 +220,7 @@ QList<CaptureSummary> CaptureLibrary::loadCaptureSummaries(const QString& folder
         summary.csvPath = folder + u'/' + *name;
         summary.timestamp = parseTimestamp(*name).value_or(distantPast());
         summary.dateTimeDisplay = formatDateTime(summary.timestamp, now);
-
-        const QFileInfo info(summary.csvPath);
-        const qint64 size = info.exists() ? info.size() : 0;
-        // Only the size tells a changed file: a file replaced by one of the same size keeps its figures.
-        auto cached = cache.find(*name);
-        if (cached == cache.end() || cached->fileSize != size) {
-            const CSVLoader::QuickStats stats = CSVLoader::quickStats(summary.csvPath);
-            cached = cache.insert(*name, {size, stats.medianLatencyMs, stats.lossPct, stats.lastDownloadMbps,
-                                          stats.lastUploadMbps, stats.durationMin});
-            dirty = true;
-        }
+        const auto cached = cache.constFind(*name);
 
         const auto meta = metadata.constFind(*name);
         if (meta != metadata.cend()) {

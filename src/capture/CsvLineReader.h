@@ -4,6 +4,7 @@
 #include <QIODevice>
 #include <QString>
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 #include <vector>
@@ -30,8 +31,8 @@ public:
         const char* at = nullptr;  // first byte of the newline character; null if none was found
         const char* end = nullptr; // first byte behind it
     };
-    // True when the bytes hold anything but ASCII without VT, FF and CR: then lines can't be found
-    // by looking for LF alone, and the text must be checked for UTF-8.
+    // True when the bytes hold a byte beyond ASCII, or VT, FF or CR: then lines can't be found by
+    // looking for LF alone, and the text must be checked for UTF-8.
     static bool needsCarefulScan(const char* begin, const char* end);
     // The first newline character in [begin, end). A character that may be cut off by the end of
     // the buffer counts as not found unless `atEnd` says that no more bytes follow.

@@ -110,14 +110,20 @@ std::optional<qint64> InternetDateTimeReader::msecsSinceEpoch(std::string_view t
     for (int i = fractionDigits; i < 3; ++i)
         millis *= 10;
 
+    // The zone, "Z" or "+HH:MM", as one word for the comparison with the last one.
     const std::string_view zone = text.substr(at);
-    if (!m_hasZone || zone.size() != m_lastZoneSize ||
-        std::memcmp(zone.data(), m_lastZone, zone.size()) != 0) {
+    quint64 zoneWord = 0;
+    if (zone.size() == 6)
+        std::memcpy(&zoneWord, zone.data(), 6);
+    else if (zone.size() == 1)
+        zoneWord = static_cast<unsigned char>(zone[0]);
+    else
+        return std::nullopt;
+    if (!m_hasZone || zoneWord != m_lastZone) {
         const std::optional<qint64> offset = zoneMSecs(zone);
         if (!offset)
             return std::nullopt;
-        std::memcpy(m_lastZone, zone.data(), zone.size());
-        m_lastZoneSize = zone.size();
+        m_lastZone = zoneWord;
         m_lastZoneMSecs = *offset;
         m_hasZone = true;
     }

@@ -21,8 +21,7 @@ public:
 private:
     quint64 m_lastSecond[3] = {}; // "yyyy-MM-ddTHH:mm:ss" of the last text read, as three words
     qint64 m_lastSeconds = 0;
-    char m_lastZone[6] = {}; // "Z" or "+HH:MM"
-    size_t m_lastZoneSize = 0;
+    quint64 m_lastZone = 0; // "Z" or "+HH:MM" of the last text read, as one word
     qint64 m_lastZoneMSecs = 0;
     bool m_hasLast = false;
     bool m_hasZone = false;
