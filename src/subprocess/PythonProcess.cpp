@@ -3,8 +3,10 @@
 #include "platform/Locations.h"
 #include "platform/Platform.h"
 #include "subprocess/CaptureFolder.h"
+#include "subprocess/ChildProcess.h"
 #include "subprocess/LineBuffer.h"
 #include "subprocess/StdinCommand.h"
+#include "subprocess/ToolSearchPath.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -14,9 +16,6 @@
 
 #include <signal.h>
 #include <unistd.h>
-#ifdef Q_OS_LINUX
-#include <sys/prctl.h>
-#endif
 
 using namespace Qt::StringLiterals;
 
@@ -41,16 +40,6 @@ QString boolText(bool value) {
 bool isLineBreak(QChar c) {
     const char16_t u = c.unicode();
     return (u >= 0x0A && u <= 0x0D) || u == 0x85 || u == 0x2028 || u == 0x2029;
-}
-
-QString trimLineBreaks(const QString& text) {
-    qsizetype begin = 0;
-    qsizetype end = text.size();
-    while (begin < end && isLineBreak(text.at(begin)))
-        ++begin;
-    while (end > begin && isLineBreak(text.at(end - 1)))
-        --end;
-    return text.mid(begin, end - begin);
 }
 
 QStringList splitAtLineBreaks(const QString& text) {
@@ -224,10 +213,7 @@ QStringList PythonProcess::buildArguments(const CaptureConfig& config, bool incl
 QProcessEnvironment PythonProcess::buildEnvironment(const QProcessEnvironment& base) {
     QProcessEnvironment environment = base;
     environment.insert(u"PYTHONUNBUFFERED"_s, u"1"_s);
-    const QString currentPath = base.contains(u"PATH"_s) ? base.value(u"PATH"_s) : u"/usr/bin:/bin"_s;
-    environment.insert(u"PATH"_s, QStringList{u"/opt/homebrew/bin"_s, u"/usr/local/bin"_s,
-                                              Locations::home() + u"/.local/bin"_s, currentPath}
-                                      .join(u':'));
+    environment.insert(u"PATH"_s, ToolSearchPath::value(base));
     if (const std::optional<QString> wifiInfo = bundledWifiInfoPath())
         environment.insert(u"WIFI_INFO_PATH"_s, *wifiInfo);
     else
@@ -287,17 +273,7 @@ void PythonProcess::launch(const CaptureConfig& config, bool includePlaywright) 
     process->setProgram(*uv);
     process->setArguments(arguments);
     process->setProcessEnvironment(buildEnvironment(QProcessEnvironment::systemEnvironment()));
-#ifdef Q_OS_LINUX
-    // Should this program die without a chance to reset (a crash, SIGKILL), the kernel sends the child
-    // SIGTERM, so that no capture tool keeps measuring for nobody. Checking the parent after the call
-    // closes the window in which we could have died before it.
-    const pid_t parentPid = ::getpid();
-    process->setChildProcessModifier([parentPid] {
-        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-        if (::getppid() != parentPid)
-            ::_exit(1);
-    });
-#endif
+    ChildProcess::dieWithParent(*process);
     installReaders(process, run);
     connect(process, &QProcess::finished, this, [this, run](int exitCode, QProcess::ExitStatus) {
         // A child that a later launch has replaced has nothing more to say about the current run.
@@ -383,19 +359,10 @@ void PythonProcess::reset() {
 }
 
 void PythonProcess::releaseChild() {
-    QProcess* process = m_process.data();
+    // A child still dying keeps sending its termination notice to handleTermination until the next
+    // launch.
+    ChildProcess::release(m_process.data());
     m_process.clear();
-    if (!process)
-        return;
-    if (process->state() == QProcess::NotRunning) {
-        // Possibly inside one of its own signals: delete it once that is over.
-        process->deleteLater();
-        return;
-    }
-    // Still dying. It must not be destroyed before it is reaped, so it lives on by itself until it
-    // finishes; its termination notice still reaches handleTermination until the next launch.
-    process->setParent(nullptr);
-    connect(process, &QProcess::finished, process, &QObject::deleteLater);
 }
 
 // --- Readers ----------------------------------------------------------------------------------------
@@ -451,7 +418,7 @@ void PythonProcess::handleStandardError(QByteArrayView block) {
     const std::optional<QString> decoded = LineBuffer::decodeUtf8(block);
     if (!decoded)
         return;
-    const QString text = trimLineBreaks(*decoded);
+    const QString text = ChildProcess::trimLineBreaks(*decoded);
     console(text);
     m_log.debug(stderrTag, text);
     m_stderrLines.append(text);

@@ -761,6 +761,7 @@ TEST(PythonProcessParentDeath, TheToolIsEndedWhenTheProgramDiesAbruptly) {
     env.set("NORVANE_REPO_ROOT", repoRoot().toUtf8());
     env.set("NORVANE_SIM_SCENARIO", "silent");
     env.set("NORVANE_TEST_DIE_WITH_CHILD", "1");
+    env.set("NORVANE_TEST_HOME", home.path().toUtf8());
     QProcess program;
     program.setProgram(QCoreApplication::applicationFilePath());
     program.setArguments(

@@ -7,6 +7,8 @@
 #include <QCoreApplication>
 #endif
 
+#include <QTemporaryDir>
+
 #include <cstdio>
 
 // One main for every test program: offscreen platform, and no QProcess may outlive its child.
@@ -31,6 +33,14 @@ void failOnLeakedProcess(QtMsgType type, const QMessageLogContext&, const QStrin
 int main(int argc, char** argv) {
     // Tests never need a display, and must not pick one up from the developer's session.
     qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Nor may they touch the developer's home: the shared log and settings land in a home of the run's
+    // own unless a test moves HOME again. A test that runs this program as a child names the home that
+    // the child is to use in NORVANE_TEST_HOME.
+    QTemporaryDir home;
+    const QByteArray chosenHome = qgetenv("NORVANE_TEST_HOME");
+    qputenv("HOME", chosenHome.isEmpty() ? home.path().toUtf8() : chosenHome);
+    for (const char* variable : {"XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME"})
+        qunsetenv(variable);
     qInstallMessageHandler(failOnLeakedProcess);
     ::testing::InitGoogleTest(&argc, argv);
 #ifdef NORVANE_TEST_GUI
