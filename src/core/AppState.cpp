@@ -8,6 +8,7 @@
 #include "services/FileLogger.h"
 #include "subprocess/Bootstrap.h"
 #include "subprocess/PythonProcess.h"
+#include "subprocess/UploadRunner.h"
 
 #include <QPointer>
 
@@ -72,6 +73,8 @@ AppState::~AppState() {
     // The callbacks point back at us; the child itself is ended by the supervisor's own destructor.
     m_pythonProcess->setOnEvent({});
     m_pythonProcess->setOnTerminated({});
+    if (m_uploadRunner)
+        m_uploadRunner->cancel();
 }
 
 CaptureSnapshot AppState::snapshot() const {
@@ -232,13 +235,17 @@ void AppState::runTerminationStep() {
     if (m_screen == Screen::finishing)
         setScreen(Screen::celebration);
 
-    if (Settings().boolValue(Settings::autoUpload) == false) {
+    if (!autoUploadEnabled()) {
         if (!m_upload.uploadDone) {
             m_upload.uploadDone = true;
             emit uploadStateChanged();
         }
         return;
     }
+    m_upload.uploadPreparing = true;
+    m_upload.uploadDone = false;
+    emit uploadStateChanged();
+    runUploadSweep(u"capture-complete"_s, true);
 }
 
 void AppState::enterDiagnostics(const QString& processError) {
@@ -257,6 +264,8 @@ void AppState::dismissDiagnostics() {
     stopFlushTimer();
     stopHoneycombTimer();
     setScreen(Screen::setup);
+    if (autoUploadEnabled())
+        runUploadSweep(u"diagnostics-dismiss"_s, false);
 }
 
 void AppState::newCapture() {

@@ -23,6 +23,7 @@
 class FileLogger;
 class HoneycombState;
 class PythonProcess;
+class UploadRunner;
 
 // The one session object: which screen shows, every figure and series of the capture, the upload
 // state, and the operations that drive the measurement tool. Screens read it and call its operations;
@@ -66,6 +67,32 @@ public:
     void dismissDiagnostics();
     void cancelPendingRetry();
     void stopIdleTimer();
+
+    // --- upload sweep ---------------------------------------------------------------------------------
+    static constexpr double retryDelaysSeconds[] = {60, 300, 900, 900};
+    static constexpr double idleUploadIntervalSeconds = 900.0;
+    static constexpr int idleUploadTickLimit = 11;
+    static constexpr double deferAboveSeconds = 600.0;
+
+    // The one entry of the sweep. `reason` shows in the log only; `manual` skips the deferral check.
+    void runUploadSweep(const QString& reason, bool manual);
+    // The results screen's "Upload Now" and "Retry Now".
+    void retryUpload();
+    void handleUploadEvent(const JSONEvent& event);
+    void scheduleNextRetry();
+    void startIdleTimer();
+    // The launch sweep, once the window is up: only on the setup screen.
+    void runLaunchSweep();
+    void onSystemWake();
+    // The network came back: sweeps at once when a retry is pending or the last run had failures.
+    void onNetworkReconnected();
+    // Ends a running upload for good and forgets it; nothing of it is reported afterwards.
+    void cancelUploadRunner();
+    // For a headless run that must not upload: the sweep then behaves as if "autoUpload" were off.
+    // Not stored anywhere.
+    void setUploadsSuppressed(bool suppressed) { m_uploadsSuppressed = suppressed; }
+    // Bytes of the capture files in the folder that uploaded.json doesn't list.
+    static qint64 estimatePendingUploadBytes(const QString& capturesDir);
 
     // The closing figures of a stop, from the reference list of latency points.
     struct EndMetaFigures {
@@ -159,6 +186,9 @@ public:
     int uploadGeneration() const { return m_uploadGeneration; }
     int retryAttempt() const { return m_retryAttempt; }
     int idleUploadTicks() const { return m_idleUploadTicks; }
+    UploadRunner* uploadRunner() const { return m_uploadRunner.get(); }
+    bool isIdleUploadTimerRunning() const { return m_idleUploadTimer.isActive(); }
+    bool isRetryTimerRunning() const { return m_pendingRetryTimer.isActive(); }
 
     PythonProcess& pythonProcess() const { return *m_pythonProcess; }
 
@@ -232,6 +262,13 @@ private:
     void setMeasuredUplinkMbps(std::optional<double> mbps);
     void replaceHoneycomb();
     void resetUploadFields(bool includingDone);
+    bool autoUploadEnabled() const;
+    void onUploadEvent(int generation, const JSONEvent& event);
+    void onUploadCompleted(int generation, int exitCode);
+    void clearUploadProgress();
+    void reduceUploadProgress(const UploadProgressEvent& event);
+    void releaseUploadRunner();
+    void idleUploadTick();
     void resetThroughputState();
     void closeOpenRanges(QList<SpeedTestRange>& ranges, const QDateTime& end);
     QDateTime eventTime(const QString& ts) const;
@@ -289,4 +326,6 @@ private:
     Timer m_idleUploadTimer;
     int m_retryAttempt = 0;
     int m_idleUploadTicks = 0;
+    std::unique_ptr<UploadRunner> m_uploadRunner;
+    bool m_uploadsSuppressed = false;
 };

@@ -32,7 +32,7 @@ QString abrResolutionText(const QString& resolution) {
 
 void AppState::handleEvent(const JSONEvent& event) {
     std::visit(
-        [this](const auto& payload) {
+        [this, &event](const auto& payload) {
             using T = std::decay_t<decltype(payload)>;
             if constexpr (std::is_same_v<T, InfoEvent>)
                 reduceInfo(payload);
@@ -70,8 +70,11 @@ void AppState::handleEvent(const JSONEvent& event) {
                 reduceNote(payload);
             else if constexpr (std::is_same_v<T, ErrorEvent>)
                 reduceError(payload);
-            // The upload tool's events reach the upload sweep directly; on this stream they, the
-            // capture reminder and unknown events change nothing.
+            else if constexpr (std::is_same_v<T, UploadStartEvent> || std::is_same_v<T, UploadProgressEvent> ||
+                               std::is_same_v<T, UploadCompleteEvent> || std::is_same_v<T, UploadErrorEvent> ||
+                               std::is_same_v<T, UploadSkippedEvent> || std::is_same_v<T, UploadSummaryEvent>)
+                handleUploadEvent(event);
+            // The capture reminder and unknown events change nothing.
         },
         event.payload);
 }

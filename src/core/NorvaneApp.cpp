@@ -80,8 +80,14 @@ void NorvaneApp::cancelQuit() {
     emit quitConfirmationChanged();
 }
 
+void NorvaneApp::windowAppeared() {
+    appState().runLaunchSweep();
+}
+
 void NorvaneApp::handleWake() {
     m_log.info(tag, u"system wake detected"_s);
+    // The network needs a moment after a wake before a sweep can reach anything.
+    Time::scheduler().post(wakeDelaySeconds, this, [this] { appState().onSystemWake(); });
 }
 
 void NorvaneApp::handleTermination() {
@@ -93,4 +99,5 @@ void NorvaneApp::handleTermination() {
     m_log.info(tag, u"app quit capture_running=%1 screen=%2"_s.arg(captureRunning ? u"true"_s : u"false"_s,
                                                                    AppState::screenName(screen)));
     m_appState->pythonProcess().reset();
+    m_appState->cancelUploadRunner();
 }

@@ -37,7 +37,10 @@ public:
     void confirmQuit();
     void cancelQuit();
 
-    // The machine woke from sleep.
+    // The main window's content has appeared: the first upload sweep, on the setup screen only. The
+    // crash scan and the cache warm-up of this moment are not part of it yet.
+    void windowAppeared();
+    // The machine woke from sleep: an upload sweep follows after a short delay.
     void handleWake();
     // The last word on a quit by any route.
     void handleTermination();

@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QObject>
 #include <QPointer>
+#include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <QUrl>
@@ -15,7 +16,6 @@
 #include <variant>
 
 class QNetworkAccessManager;
-class QProcess;
 
 // The staged probe that runs when the measurement tool fails: find the default gateway, ping it, ping
 // the public internet, look for a captive portal, and settle on one of four verdicts. Every probe
@@ -90,12 +90,14 @@ public:
     static std::optional<QString> parseLinuxGateway(const QString& text);
 
     // The decision table, first row that holds. `dnsHijacked` is absent when the check didn't run.
-    static Verdict decide(const std::optional<QString>& gateway, bool gatewayReachable, bool internetReachable,
-                          std::optional<bool> dnsHijacked, const QString& processError);
+    static Verdict decide(const std::optional<QString>& gateway, bool gatewayReachable,
+                          bool internetReachable, std::optional<bool> dnsHijacked,
+                          const QString& processError);
     // The verdict as the log prints it: `captivePortal(gateway: "192.168.1.1")`, `noConnectivity`.
     static QString describe(const Verdict& verdict);
     static QString verdictLogLine(const Verdict& verdict, const std::optional<QString>& gateway,
-                                  std::optional<bool> gatewayReachable, std::optional<bool> internetReachable);
+                                  std::optional<bool> gatewayReachable,
+                                  std::optional<bool> internetReachable);
 
     // The probe page: scheme, host and port from NORVANE_PORTAL_PROBE_URL or the build setting, and
     // always the path of the probe page.
@@ -116,6 +118,12 @@ private:
         bool exitedNormally = false;
         int exitCode = -1;
         QByteArray output;
+
+        static ProbeOutcome launchFailure(QString error) {
+            ProbeOutcome outcome;
+            outcome.launchError = std::move(error);
+            return outcome;
+        }
     };
 
     void setStep(Step step);

@@ -42,9 +42,9 @@ std::optional<qint64> UploadRunner::processId() const {
 
 QStringList UploadRunner::buildArguments(const QString& sourceRoot, const QString& capturesDir) {
     // No privacy option: it was applied when the capture was written.
-    return {u"run"_s,    u"--offline"_s,       u"--python"_s, u"3.12"_s,   u"--with"_s,
-            uploadDependencies, u"--directory"_s, sourceRoot,     u"-m"_s,     u"norvane.manage"_s,
-            u"upload"_s, u"--json"_s,          u"--dir"_s,    capturesDir};
+    return {u"run"_s,           u"--offline"_s,   u"--python"_s, u"3.12"_s,  u"--with"_s,
+            uploadDependencies, u"--directory"_s, sourceRoot,    u"-m"_s,    u"norvane.manage"_s,
+            u"upload"_s,        u"--json"_s,      u"--dir"_s,    capturesDir};
 }
 
 QProcessEnvironment UploadRunner::buildEnvironment(const QProcessEnvironment& base) {

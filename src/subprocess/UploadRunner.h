@@ -41,7 +41,7 @@ public:
     // Nothing is reported after this; a running child gets SIGTERM.
     void cancel();
 
-    bool hasProcess() const { return m_process != nullptr; }
+    bool hasProcess() const { return !m_process.isNull(); }
     bool isChildRunning() const;
     std::optional<qint64> processId() const;
 

@@ -2,6 +2,7 @@
 
 #include "AnalyzeVerb.h"
 #include "CaptureVerbs.h"
+#include "DiagnoseVerb.h"
 #include "LibraryVerb.h"
 
 #include "platform/Locations.h"
@@ -42,6 +43,8 @@ const std::vector<CliVerb>& cliVerbs() {
          u"Show the results of a capture file as the results screen does."_s, runAnalyzeVerb},
         {u"capture"_s, u"[--location L] [--network N] [--duration D] [--profile P] [--privacy P] [--json]"_s,
          u"Run a capture without a window and print its results."_s, runCaptureVerb},
+        {u"diagnose"_s, u"[--error TEXT]"_s,
+         u"Check the network as the diagnostics screen does and print the verdict."_s, runDiagnoseVerb},
         {u"library"_s, u"[DIR] [--json] [--filter TEXT] [--delete FILE]"_s,
          u"List the captures of a folder as the capture picker does; delete one."_s, runLibraryVerb},
         {u"paths"_s, QString(), u"Show where Norvane keeps captures, its log and its settings."_s, runPaths},
