@@ -18,6 +18,8 @@ int main(int argc, char* argv[]) {
 
     MainWindow window;
     window.show();
+    // Once the window is on screen, not before: the launch sweep may take the network's attention.
+    QMetaObject::invokeMethod(&norvane, &NorvaneApp::windowAppeared, Qt::QueuedConnection);
     const int status = app.exec();
     norvane.handleTermination();
     FileLogger::shared().waitForIdle();

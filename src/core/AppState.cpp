@@ -5,7 +5,9 @@
 #include "capture/NumberText.h"
 #include "core/Settings.h"
 #include "screens/HoneycombState.h"
+#include "services/ConnectivityDiagnostics.h"
 #include "services/FileLogger.h"
+#include "services/NetworkMonitor.h"
 #include "subprocess/Bootstrap.h"
 #include "subprocess/PythonProcess.h"
 #include "subprocess/UploadRunner.h"
@@ -48,7 +50,7 @@ QString AppState::screenName(Screen screen) {
     return QString();
 }
 
-AppState::AppState(FileLogger& log, QObject* parent)
+AppState::AppState(FileLogger& log, NetworkMonitor* networkMonitor, QObject* parent)
     : QObject(parent)
     , m_log(log)
     , m_pythonProcess(std::make_unique<PythonProcess>(log))
@@ -67,6 +69,14 @@ AppState::AppState(FileLogger& log, QObject* parent)
     // The supervisor is owned and destroyed with us, so its callbacks can't outlive `this`.
     m_pythonProcess->setOnEvent([this](const JSONEvent& event) { handleEvent(event); });
     m_pythonProcess->setOnTerminated([this] { onProcessTerminated(); });
+    // The monitor outlives us and never forgets a handler, hence the weak hold.
+    if (networkMonitor) {
+        const QPointer<AppState> self(this);
+        networkMonitor->addReconnectHandler([self] {
+            if (self)
+                self->onNetworkReconnected();
+        });
+    }
 }
 
 AppState::~AppState() {
@@ -256,10 +266,28 @@ void AppState::enterDiagnostics(const QString& processError) {
     stopFlushTimer();
     stopHoneycombTimer();
     setErrorMessage(processError);
+    replaceDiagnostics(std::make_unique<ConnectivityDiagnostics>(m_log));
     setScreen(Screen::diagnostics);
+    // Started from the event loop, after the screen has switched and drawn its first phase.
+    QMetaObject::invokeMethod(
+        m_diagnostics.get(),
+        [diagnosis = m_diagnostics.get(), processError] { diagnosis->run(processError); },
+        Qt::QueuedConnection);
+}
+
+void AppState::replaceDiagnostics(std::unique_ptr<ConnectivityDiagnostics> diagnostics) {
+    if (m_diagnostics) {
+        m_diagnostics->cancel();
+        // It may be inside one of its own callbacks; its probes end with it.
+        m_diagnostics.release()->deleteLater();
+    }
+    m_diagnostics = std::move(diagnostics);
+    emit diagnosticsChanged();
 }
 
 void AppState::dismissDiagnostics() {
+    if (m_diagnostics)
+        replaceDiagnostics(nullptr);
     m_pythonProcess->reset();
     stopFlushTimer();
     stopHoneycombTimer();
@@ -269,6 +297,8 @@ void AppState::dismissDiagnostics() {
 }
 
 void AppState::newCapture() {
+    if (m_diagnostics)
+        replaceDiagnostics(nullptr);
     m_pythonProcess->reset();
     stopFlushTimer();
     stopHoneycombTimer();

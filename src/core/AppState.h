@@ -20,8 +20,10 @@
 #include <memory>
 #include <optional>
 
+class ConnectivityDiagnostics;
 class FileLogger;
 class HoneycombState;
+class NetworkMonitor;
 class PythonProcess;
 class UploadRunner;
 
@@ -50,8 +52,10 @@ public:
     static constexpr qsizetype maxWarnings = 5;
     static const QSet<QString> videoStreamingProbeTypes;
 
-    // Looks for uv to choose the first screen, and installs the callbacks on the supervisor.
-    explicit AppState(FileLogger& log, QObject* parent = nullptr);
+    // Looks for uv to choose the first screen, and installs the callbacks on the supervisor. With a
+    // `networkMonitor`, a network that comes back sweeps waiting uploads; without one (tests, the
+    // command line) nothing watches the network.
+    explicit AppState(FileLogger& log, NetworkMonitor* networkMonitor = nullptr, QObject* parent = nullptr);
     ~AppState() override;
 
     // --- operations -------------------------------------------------------------------------------
@@ -191,6 +195,8 @@ public:
     bool isRetryTimerRunning() const { return m_pendingRetryTimer.isActive(); }
 
     PythonProcess& pythonProcess() const { return *m_pythonProcess; }
+    // The diagnosis of the last failure, while the diagnostics screen is up.
+    ConnectivityDiagnostics* diagnostics() const { return m_diagnostics.get(); }
 
 signals:
     void screenChanged();
@@ -211,6 +217,7 @@ signals:
     void honeycombChanged();
     void blockedProbesChanged();
     void uploadStateChanged();
+    void diagnosticsChanged();
     // A run of the tool has ended for good and the termination step has run.
     void processTerminated();
 
@@ -268,6 +275,7 @@ private:
     void clearUploadProgress();
     void reduceUploadProgress(const UploadProgressEvent& event);
     void releaseUploadRunner();
+    void replaceDiagnostics(std::unique_ptr<ConnectivityDiagnostics> diagnostics);
     void idleUploadTick();
     void resetThroughputState();
     void closeOpenRanges(QList<SpeedTestRange>& ranges, const QDateTime& end);
@@ -327,5 +335,6 @@ private:
     int m_retryAttempt = 0;
     int m_idleUploadTicks = 0;
     std::unique_ptr<UploadRunner> m_uploadRunner;
+    std::unique_ptr<ConnectivityDiagnostics> m_diagnostics;
     bool m_uploadsSuppressed = false;
 };

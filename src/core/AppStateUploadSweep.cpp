@@ -169,6 +169,7 @@ void AppState::cancelUploadRunner() {
         return;
     m_uploadRunner->cancel();
     releaseUploadRunner();
+    emit uploadStateChanged();
 }
 
 void AppState::handleUploadEvent(const JSONEvent& event) {

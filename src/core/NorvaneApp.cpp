@@ -4,6 +4,7 @@
 #include "platform/Platform.h"
 #include "platform/WakeWatcher.h"
 #include "services/FileLogger.h"
+#include "services/NetworkMonitor.h"
 #include "subprocess/CaptureFolder.h"
 #include "subprocess/PythonProcess.h"
 
@@ -48,7 +49,7 @@ void NorvaneApp::writeLaunchLines() {
 
 AppState& NorvaneApp::appState() {
     if (!m_appState)
-        m_appState = std::make_unique<AppState>(m_log);
+        m_appState = std::make_unique<AppState>(m_log, &NetworkMonitor::shared());
     return *m_appState;
 }
 

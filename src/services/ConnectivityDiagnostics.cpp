@@ -91,10 +91,14 @@ ConnectivityDiagnostics::ConnectivityDiagnostics(FileLogger& log, double portalT
     , m_network(new QNetworkAccessManager(this)) {}
 
 ConnectivityDiagnostics::~ConnectivityDiagnostics() {
-    if (m_runningProcess) {
-        m_runningProcess->disconnect(this);
-        m_runningProcess->kill();
-        m_runningProcess->waitForFinished(1000);
+    // A probe that was cancelled or outlived its watchdog may still be ending; none may outlive us.
+    const QList<QProcess*> probes = findChildren<QProcess*>(Qt::FindDirectChildrenOnly);
+    for (QProcess* probe : probes) {
+        probe->disconnect(this);
+        if (probe->state() != QProcess::NotRunning) {
+            probe->kill();
+            probe->waitForFinished(1000);
+        }
     }
 }
 

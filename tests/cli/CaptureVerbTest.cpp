@@ -93,6 +93,124 @@ TEST(CaptureVerb, SilentToolFailsAfterTheStartupWatchdog) {
         u"try reinstalling the app."_s);
 }
 
+// The environment of a quick simulated capture, with the given simulator settings on top.
+QProcessEnvironment simulation(const QStringList& assignments) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"NORVANE_SIM_SPEED"_s, u"300"_s);
+    for (const QString& assignment : assignments)
+        environment.insert(assignment.section(u'=', 0, 0), assignment.section(u'=', 1));
+    return environment;
+}
+
+QJsonObject uploadedJson(const TempHome& home) {
+    QFile file(home.path() + u"/.norvane/uploaded.json"_s);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return QJsonDocument::fromJson(file.readAll()).object();
+}
+
+TEST(CaptureVerb, FinishedCaptureWaitsForItsUploadAndReportsIt) {
+    TempHome home;
+    home.installFakeUv();
+    const CliRun run = runCli({u"capture"_s, u"--duration"_s, u"5m"_s, u"--json"_s},
+                              simulation({u"NORVANE_SIM_UPLOAD=success"_s}));
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    const QJsonObject upload = run.json()[u"upload"_s].toObject();
+    EXPECT_EQ(upload[u"upload_total"_s].toInt(), 1);
+    EXPECT_EQ(upload[u"upload_succeeded"_s].toInt(), 1);
+    EXPECT_EQ(upload[u"upload_failed"_s].toInt(), 0);
+    EXPECT_TRUE(upload[u"upload_done"_s].toBool());
+    EXPECT_FALSE(upload[u"upload_in_progress"_s].toBool());
+    EXPECT_FALSE(upload[u"upload_preparing"_s].toBool());
+    EXPECT_TRUE(upload[u"pending_retry_at"_s].isNull());
+    const QStringList uploaded = uploadedJson(home).keys();
+    ASSERT_EQ(uploaded.size(), 1);
+    EXPECT_TRUE(uploaded[0].startsWith(u"wifi_capture_"_s));
+    EXPECT_FALSE(uploaded[0].contains(u"throughput_raw"_s));
+}
+
+TEST(CaptureVerb, UploadOutcomeIsToldInWords) {
+    TempHome home;
+    home.installFakeUv();
+    const CliRun run =
+        runCli({u"capture"_s, u"--duration"_s, u"5m"_s}, simulation({u"NORVANE_SIM_UPLOAD=success"_s}));
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(run.out.contains(u"\nUpload:\n1 file uploaded to R2\n"_s)) << run.out.toStdString();
+}
+
+TEST(CaptureVerb, FailedUploadReportsTheErrorAndTheNextAttempt) {
+    TempHome home;
+    home.installFakeUv();
+    const CliRun run = runCli({u"capture"_s, u"--duration"_s, u"5m"_s, u"--json"_s},
+                              simulation({u"NORVANE_SIM_UPLOAD=one-fails"_s}));
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    const QJsonObject upload = run.json()[u"upload"_s].toObject();
+    EXPECT_EQ(upload[u"upload_failed"_s].toInt(), 1);
+    EXPECT_TRUE(upload[u"upload_done"_s].toBool());
+    ASSERT_EQ(upload[u"upload_errors"_s].toArray().size(), 1);
+    EXPECT_TRUE(upload[u"upload_errors"_s].toArray()[0].toObject()[u"file"_s].toString().startsWith(
+        u"wifi_capture_"_s));
+    // The first rung of the retry ladder, a minute after the summary.
+    const QDateTime retryAt =
+        QDateTime::fromString(upload[u"pending_retry_at"_s].toString(), Qt::ISODateWithMs);
+    ASSERT_TRUE(retryAt.isValid()) << upload[u"pending_retry_at"_s].toString().toStdString();
+    EXPECT_NEAR(double(QDateTime::currentDateTimeUtc().secsTo(retryAt)), 60.0, 15.0);
+    EXPECT_TRUE(uploadedJson(home).isEmpty());
+}
+
+TEST(CaptureVerb, NoUploadKeepsTheCaptureOnThisMachine) {
+    TempHome home;
+    home.installFakeUv();
+    const QString record = home.path() + u"/invocations.jsonl"_s;
+    const CliRun run = runCli({u"capture"_s, u"--duration"_s, u"5m"_s, u"--no-upload"_s, u"--json"_s},
+                              simulation({u"NORVANE_SIM_RECORD="_s + record}));
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    const QJsonObject upload = run.json()[u"upload"_s].toObject();
+    EXPECT_TRUE(upload[u"upload_done"_s].toBool());
+    EXPECT_EQ(upload[u"upload_total"_s].toInt(), 0);
+    EXPECT_FALSE(QFile::exists(home.path() + u"/.norvane/uploaded.json"_s));
+    QFile invocations(record);
+    ASSERT_TRUE(invocations.open(QIODevice::ReadOnly));
+    QStringList kinds;
+    for (const QByteArray& line : invocations.readAll().split('\n')) {
+        if (!line.trimmed().isEmpty())
+            kinds.append(QJsonDocument::fromJson(line).object()[u"kind"_s].toString());
+    }
+    EXPECT_EQ(kinds, QStringList{u"capture"_s});
+}
+
+TEST(CaptureVerb, FailedCaptureIsExplainedByTheDiagnosis) {
+    TempHome home;
+    home.installFakeUv();
+    const CliRun run = runCli({u"capture"_s, u"--duration"_s, u"5m"_s},
+                              simulation({u"NORVANE_SIM_SCENARIO=crash"_s, u"NORVANE_SIM_PING=none"_s}));
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.out.contains(u"\nCapture failed: Test failed (exit 1)"_s)) << run.out.toStdString();
+    EXPECT_TRUE(run.out.contains(
+        u"\n\nNo network connection detected\n\nYour Mac doesn't appear to be connected to "
+        u"a network. Check that WiFi is enabled and you're connected to an access point.\n"_s))
+        << run.out.toStdString();
+}
+
+TEST(CaptureVerb, FailedCaptureCarriesTheVerdictInItsJson) {
+    TempHome home;
+    home.installFakeUv();
+    const CliRun run =
+        runCli({u"capture"_s, u"--duration"_s, u"5m"_s, u"--json"_s},
+               simulation({u"NORVANE_SIM_SCENARIO=crash"_s, u"NORVANE_SIM_PING=gateway-only"_s}));
+    EXPECT_EQ(run.exitCode, 1);
+    const QJsonObject state = run.json();
+    EXPECT_EQ(state[u"screen"_s].toString(), u"diagnostics"_s);
+    const QJsonObject diagnosis = state[u"diagnosis"_s].toObject();
+    EXPECT_EQ(diagnosis[u"verdict"_s].toString(), u"gatewayOnly(gateway: \"192.168.1.1\")"_s);
+    EXPECT_EQ(diagnosis[u"headline"_s].toString(), u"Connected to WiFi, but no internet"_s);
+    EXPECT_EQ(diagnosis[u"gateway"_s].toString(), u"192.168.1.1"_s);
+    EXPECT_TRUE(diagnosis[u"gateway_reachable"_s].toBool());
+    EXPECT_FALSE(diagnosis[u"internet_reachable"_s].toBool());
+    // No upload follows a failed capture.
+    EXPECT_EQ(state[u"upload"_s].toObject()[u"upload_total"_s].toInt(), 0);
+}
+
 TEST(CaptureVerb, UnknownDurationIsAUsageError) {
     TempHome home;
     const CliRun run = runVerb(runCaptureVerb, {u"--duration"_s, u"7m"_s});

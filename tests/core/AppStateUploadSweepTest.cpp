@@ -11,6 +11,7 @@
 #include "subprocess/PythonProcess.h"
 #include "subprocess/UploadRunner.h"
 #include "support/AppStateTestAccess.h"
+#include "support/LoggedText.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
@@ -74,13 +75,7 @@ protected:
         file.write(content);
     }
 
-    QString logText() {
-        log.waitForIdle();
-        QFile file(log.logPath());
-        if (!file.open(QIODevice::ReadOnly))
-            return QString();
-        return QString::fromUtf8(file.readAll());
-    }
+    QString logText() { return loggedText(log); }
 
     int count(const QString& needle) { return int(logText().count(needle)); }
 

@@ -6,6 +6,7 @@
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"
+#include "support/LoggedText.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
@@ -64,12 +65,7 @@ protected:
     QTemporaryDir logDir;
     FileLogger log{logDir.path()};
 
-    QString logText() {
-        log.waitForIdle();
-        QFile file(log.logPath());
-        file.open(QIODevice::ReadOnly);
-        return QString::fromUtf8(file.readAll());
-    }
+    QString logText() { return loggedText(log); }
 };
 
 TEST_F(NorvaneAppTest, LaunchLinesNameVersionLogAndCaptureFolder) {

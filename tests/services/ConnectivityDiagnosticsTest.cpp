@@ -3,6 +3,7 @@
 #include "core/VirtualClock.h"
 #include "services/FileLogger.h"
 #include "subprocess/ToolSearchPath.h"
+#include "support/LoggedText.h"
 #include "support/NetworkFakes.h"
 #include "support/TempHome.h"
 
@@ -119,7 +120,6 @@ TEST(ConnectivityDiagnosticsPortalUrl, TakesTheHostFromTheEnvironmentAndAlwaysTh
 class ConnectivityDiagnosticsRun : public ::testing::Test {
 protected:
     void SetUp() override {
-        installFakeNetworkTools(home.path());
         env.unset("NORVANE_SIM_GATEWAY");
         env.unset("NORVANE_SIM_PING");
         pingLogPath = home.path() + u"/pings.txt"_s;
@@ -166,12 +166,7 @@ protected:
         return QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
     }
 
-    QString logText() {
-        log->waitForIdle();
-        QFile file(log->logPath());
-        file.open(QIODevice::ReadOnly);
-        return QString::fromUtf8(file.readAll());
-    }
+    QString logText() { return loggedText(*log); }
 
     TempHome home;
     VirtualClock clock;

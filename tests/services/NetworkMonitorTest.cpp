@@ -1,6 +1,7 @@
 #include "services/NetworkMonitor.h"
 
 #include "services/FileLogger.h"
+#include "support/LoggedText.h"
 
 #include <gtest/gtest.h>
 
@@ -13,12 +14,7 @@ namespace {
 
 class NetworkMonitorTest : public ::testing::Test {
 protected:
-    QString logText() {
-        log.waitForIdle();
-        QFile file(log.logPath());
-        file.open(QIODevice::ReadOnly);
-        return QString::fromUtf8(file.readAll());
-    }
+    QString logText() { return loggedText(log); }
 
     QTemporaryDir dir;
     FileLogger log{dir.path()};

@@ -6,6 +6,7 @@
 #include "platform/Locations.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
+#include "support/LoggedText.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
@@ -94,12 +95,7 @@ protected:
         return true;
     }
 
-    QString logText() {
-        log.waitForIdle();
-        QFile file(log.logPath());
-        file.open(QIODevice::ReadOnly);
-        return QString::fromUtf8(file.readAll());
-    }
+    QString logText() { return loggedText(log); }
 
     QList<QJsonObject> journal() const {
         QList<QJsonObject> entries;

@@ -49,17 +49,6 @@ private:
     QList<std::pair<QByteArray, std::optional<QByteArray>>> m_saved;
 };
 
-// Links the simulator's fake `ip` and `ping` into {home}/.local/bin, where the diagnosis looks before
-// the inherited PATH, so that no test ever starts the system's ping.
-inline void installFakeNetworkTools(const QString& home) {
-    const QString bin = home + QStringLiteral("/.local/bin");
-    QDir().mkpath(bin);
-    for (const char* name : {"ip", "ping"}) {
-        QFile::remove(bin + u'/' + QLatin1String(name));
-        QFile::link(simulatorDir() + u'/' + QLatin1String(name), bin + u'/' + QLatin1String(name));
-    }
-}
-
 // A web server on 127.0.0.1 with one canned answer, standing in for the captive-portal probe host. With
 // no answer set it accepts connections and never replies, as a black-holing network would.
 class LoopbackHttpServer {

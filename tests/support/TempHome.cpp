@@ -21,6 +21,7 @@ TempHome::TempHome() {
         qunsetenv(name);
     }
     qputenv("HOME", m_dir.path().toUtf8());
+    installFakeNetworkTools(m_dir.path());
 }
 
 TempHome::~TempHome() {

@@ -7,6 +7,8 @@
 #include <QCoreApplication>
 #endif
 
+#include "support/TestPaths.h"
+
 #include <QTemporaryDir>
 
 #include <cstdio>
@@ -39,6 +41,12 @@ int main(int argc, char** argv) {
     QTemporaryDir home;
     const QByteArray chosenHome = qgetenv("NORVANE_TEST_HOME");
     qputenv("HOME", chosenHome.isEmpty() ? home.path().toUtf8() : chosenHome);
+    // Nothing a test starts may leave this machine: the diagnosis finds the fake ip and ping first, and
+    // its portal check meets a closed loopback port unless a test serves one.
+    if (chosenHome.isEmpty())
+        installFakeNetworkTools(home.path());
+    if (!qEnvironmentVariableIsSet("NORVANE_PORTAL_PROBE_URL"))
+        qputenv("NORVANE_PORTAL_PROBE_URL", "http://127.0.0.1:9/generate_204");
     for (const char* variable : {"XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME"})
         qunsetenv(variable);
     qInstallMessageHandler(failOnLeakedProcess);

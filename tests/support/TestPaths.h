@@ -6,3 +6,6 @@
 QString testDataPath(const QString& relative);
 // The tool simulator's folder (its `uv` entry and generators).
 QString simulatorDir();
+// Links the simulator's fake `ip` and `ping` into {home}/.local/bin, where the connectivity diagnosis
+// looks before the inherited PATH, so that no test ever starts the system's ping.
+void installFakeNetworkTools(const QString& home);

@@ -6,16 +6,19 @@
 #include "core/Settings.h"
 #include "screens/HoneycombState.h"
 #include "screens/SetupChoices.h"
+#include "services/ConnectivityDiagnostics.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <QJsonDocument>
 #include <QSocketNotifier>
 #include <QTextStream>
 
 #include <csignal>
+#include <functional>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -49,6 +52,20 @@ QString progressLine(const AppState& state) {
         stats.rssi ? QString::number(*stats.rssi) + u" dBm"_s : u"---"_s);
 }
 
+// Runs the event loop until `done` holds, looking again each time `sender` emits `signal`. Gives the
+// loop's exit status: not 0 when the user gave up with a second Ctrl-C.
+template <typename Sender, typename Signal>
+int waitUntil(Sender* sender, Signal signal, const std::function<bool()>& done) {
+    if (done())
+        return 0;
+    QEventLoop loop;
+    QObject::connect(sender, signal, &loop, [&] {
+        if (done())
+            loop.quit();
+    });
+    return loop.exec();
+}
+
 } // namespace
 
 int runCaptureVerb(const QStringList& arguments, QTextStream& out, QTextStream& err) {
@@ -60,6 +77,7 @@ int runCaptureVerb(const QStringList& arguments, QTextStream& out, QTextStream& 
          u"duration"_s},
         {u"profile"_s, u"active or passive (continuous captures only)."_s, u"profile"_s},
         {u"privacy"_s, u"include, hash or omit; the setting when absent."_s, u"privacy"_s},
+        {u"no-upload"_s, u"Keep the captures on this machine; don't upload after the capture."_s},
         {u"json"_s, u"Print the final state as one JSON object."_s},
     });
     if (!parser.parse(QStringList{u"norvane-cli capture"_s} + arguments) ||
@@ -105,6 +123,7 @@ int runCaptureVerb(const QStringList& arguments, QTextStream& out, QTextStream& 
     QTextStream& progress = asJson ? err : out;
 
     AppState state(FileLogger::shared());
+    state.setUploadsSuppressed(parser.isSet(u"no-upload"_s));
     auto layOut = [&state] { state.honeycomb().layoutCells(honeycombWidth, honeycombHeight); };
     layOut();
     QObject::connect(&state, &AppState::honeycombChanged, &state, layOut);
@@ -116,7 +135,13 @@ int runCaptureVerb(const QStringList& arguments, QTextStream& out, QTextStream& 
     QObject::connect(&interruptNotifier, &QSocketNotifier::activated, &state, [&] {
         char byte = 0;
         [[maybe_unused]] const auto read = ::read(signalPipe[0], &byte, 1);
-        if (++interrupts == 1) {
+        if (state.uploadRunner()) {
+            // The capture is saved; what didn't go out is sent by the next sweep.
+            progress << "Upload interrupted; it resumes with the next upload.\n" << Qt::flush;
+            state.cancelUploadRunner();
+        } else if (state.diagnostics() && state.diagnostics()->isRunning()) {
+            state.diagnostics()->cancel();
+        } else if (++interrupts == 1) {
             progress << "Stopping — saving results (Ctrl-C again to abandon)…\n" << Qt::flush;
             state.stopCapture();
         } else {
@@ -136,9 +161,24 @@ int runCaptureVerb(const QStringList& arguments, QTextStream& out, QTextStream& 
 
     state.startCapture(choices.toCaptureConfig(privacy));
     // A launch that failed at once has no run to wait for.
-    const int loopStatus = state.pythonProcess().state().isFailed() ? 0 : QCoreApplication::exec();
-    std::signal(SIGINT, SIG_DFL);
+    int loopStatus = state.pythonProcess().state().isFailed() ? 0 : QCoreApplication::exec();
     ticker.cancel();
+
+    // A failed capture is explained by the diagnosis that it started.
+    if (loopStatus == 0 && state.diagnostics()) {
+        ConnectivityDiagnostics* diagnosis = state.diagnostics();
+        progress << "Checking the network…\n" << Qt::flush;
+        loopStatus = waitUntil(diagnosis, &ConnectivityDiagnostics::runFinished, [diagnosis] {
+            return diagnosis->phase().isCompleted() || diagnosis->isCancelled();
+        });
+    }
+    // A finished capture waits for the first outcome of its upload; retries are left to the next run.
+    if (loopStatus == 0 && state.uploadRunner()) {
+        progress << "Uploading…\n" << Qt::flush;
+        loopStatus =
+            waitUntil(&state, &AppState::uploadStateChanged, [&state] { return !state.uploadRunner(); });
+    }
+    std::signal(SIGINT, SIG_DFL);
     ::close(signalPipe[0]);
     ::close(signalPipe[1]);
 
@@ -148,9 +188,11 @@ int runCaptureVerb(const QStringList& arguments, QTextStream& out, QTextStream& 
     if (asJson) {
         out << QJsonDocument(StateReport::stateJson(state)).toJson(QJsonDocument::Indented);
     } else {
-        if (state.errorMessage())
+        if (state.errorMessage()) {
             out << "Capture failed: " << *state.errorMessage() << '\n';
-        else if (!succeeded)
+            if (state.diagnostics() && state.diagnostics()->phase().verdict)
+                out << '\n' << StateReport::diagnosisText(*state.diagnostics()) << '\n';
+        } else if (!succeeded)
             out << "The measurement tool ended without finishing the capture.\n";
         if (state.captureId())
             out << "Capture " << *state.captureId() << '\n';
@@ -158,8 +200,11 @@ int runCaptureVerb(const QStringList& arguments, QTextStream& out, QTextStream& 
             out << *state.stopReason() << '\n';
         for (const QString& warning : state.warnings())
             out << "Note: " << warning << '\n';
-        if (screen == AppState::Screen::celebration || screen == AppState::Screen::results)
+        if (screen == AppState::Screen::celebration || screen == AppState::Screen::results) {
             out << StateReport::resultsText(state.snapshot());
+            if (const QString upload = StateReport::uploadText(state); !upload.isEmpty())
+                out << "\nUpload:\n" << upload << '\n';
+        }
     }
     // Only a child abandoned by a second Ctrl-C can still be running here.
     state.pythonProcess().reset();

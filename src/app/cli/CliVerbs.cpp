@@ -41,7 +41,8 @@ const std::vector<CliVerb>& cliVerbs() {
     static const std::vector<CliVerb> verbs = {
         {u"analyze"_s, u"FILE.csv [--json]"_s,
          u"Show the results of a capture file as the results screen does."_s, runAnalyzeVerb},
-        {u"capture"_s, u"[--location L] [--network N] [--duration D] [--profile P] [--privacy P] [--json]"_s,
+        {u"capture"_s,
+         u"[--location L] [--network N] [--duration D] [--profile P] [--privacy P] [--no-upload] [--json]"_s,
          u"Run a capture without a window and print its results."_s, runCaptureVerb},
         {u"diagnose"_s, u"[--error TEXT]"_s,
          u"Check the network as the diagnostics screen does and print the verdict."_s, runDiagnoseVerb},

@@ -1,6 +1,7 @@
 #include "DiagnoseVerb.h"
 
-#include "screens/DiagnosticsVerdictText.h"
+#include "StateReport.h"
+
 #include "services/ConnectivityDiagnostics.h"
 #include "services/FileLogger.h"
 
@@ -58,10 +59,7 @@ int runDiagnoseVerb(const QStringList& arguments, QTextStream& out, QTextStream&
         err << "norvane-cli diagnose: the diagnosis ended without a verdict\n";
         return 1;
     }
-    const DiagnosticsVerdictText text = DiagnosticsVerdictText::forVerdict(*verdict);
-    out << text.headline << "\n\n" << text.explanation << '\n';
-    for (const QString& bullet : text.bullets)
-        out << "  - " << bullet << '\n';
+    out << StateReport::diagnosisText(diagnosis);
     if (const auto* reachable = std::get_if<ConnectivityDiagnostics::InternetReachable>(&*verdict);
         reachable && !reachable->processError.isEmpty())
         out << "\nError:\n" << reachable->processError << '\n';

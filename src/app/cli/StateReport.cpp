@@ -4,7 +4,11 @@
 
 #include "capture/ResultsAnalysis.h"
 #include "core/AppState.h"
+#include "core/Clock.h"
+#include "screens/DiagnosticsVerdictText.h"
 #include "screens/HoneycombState.h"
+#include "screens/UploadStatus.h"
+#include "services/ConnectivityDiagnostics.h"
 #include "subprocess/PythonProcess.h"
 
 #include <QJsonArray>
@@ -121,10 +125,110 @@ QJsonObject stateJson(const AppState& state, std::optional<qint64> droppedLines)
         {u"honeycomb"_s, QJsonObject{{u"filled_count"_s, state.honeycomb().filledCount()},
                                      {u"generation"_s, state.honeycomb().generation()}}},
         {u"results"_s, resultsJson(state.snapshot())},
+        {u"upload"_s, uploadJson(state)},
+        {u"diagnosis"_s, diagnosisJson(state.diagnostics())},
     };
     if (droppedLines)
         object.insert(u"dropped_lines"_s, *droppedLines);
     return object;
+}
+
+QJsonObject uploadJson(const AppState& state) {
+    const AppState::UploadState& upload = state.upload();
+    QJsonArray errors;
+    for (const UploadErrorEvent& error : upload.uploadErrors)
+        errors.append(
+            QJsonObject{{u"file"_s, error.file},
+                        {u"message"_s, error.message},
+                        {u"retryable"_s, error.retryable ? QJsonValue(*error.retryable) : QJsonValue()}});
+    QJsonArray sizeSkips;
+    for (const UploadSkippedEvent& skip : upload.uploadSizeSkips)
+        sizeSkips.append(QJsonObject{{u"reason"_s, skip.reason},
+                                     {u"file"_s, json(skip.file)},
+                                     {u"size_mb"_s, json(skip.sizeMb)},
+                                     {u"limit_mb"_s, json(skip.limitMb)},
+                                     {u"local_path"_s, json(skip.localPath)}});
+    return {
+        {u"upload_total"_s, upload.uploadTotal},
+        {u"upload_succeeded"_s, upload.uploadSucceeded},
+        {u"upload_failed"_s, upload.uploadFailed},
+        {u"upload_in_progress"_s, upload.uploadInProgress},
+        {u"upload_preparing"_s, upload.uploadPreparing},
+        {u"upload_done"_s, upload.uploadDone},
+        {u"upload_deferred"_s, upload.uploadDeferred},
+        {u"estimated_upload_secs"_s, json(upload.estimatedUploadSecs)},
+        {u"upload_skipped_reason"_s, json(upload.uploadSkippedReason)},
+        {u"upload_errors"_s, errors},
+        {u"upload_size_skips"_s, sizeSkips},
+        {u"upload_progress_pct"_s, upload.uploadProgressPct},
+        {u"upload_bytes_sent"_s, upload.uploadBytesSent},
+        {u"upload_bytes_total"_s, upload.uploadBytesTotal},
+        {u"upload_progress_file"_s, json(upload.uploadProgressFile)},
+        {u"upload_eta_secs"_s, json(upload.uploadEtaSecs)},
+        {u"pending_retry_at"_s, json(upload.pendingRetryAt)},
+        {u"measured_uplink_mbps"_s, json(state.measuredUplinkMbps())},
+    };
+}
+
+QJsonValue diagnosisJson(const ConnectivityDiagnostics* diagnosis) {
+    if (!diagnosis || !diagnosis->phase().verdict)
+        return QJsonValue();
+    const ConnectivityDiagnostics::Verdict& verdict = *diagnosis->phase().verdict;
+    const DiagnosticsVerdictText text = DiagnosticsVerdictText::forVerdict(verdict);
+    const auto optionalBool = [](std::optional<bool> value) {
+        return value ? QJsonValue(*value) : QJsonValue();
+    };
+    return QJsonObject{
+        {u"verdict"_s, ConnectivityDiagnostics::describe(verdict)},
+        {u"headline"_s, text.headline},
+        {u"explanation"_s, text.explanation},
+        {u"bullets"_s, QJsonArray::fromStringList(text.bullets)},
+        {u"gateway"_s, json(diagnosis->gateway())},
+        {u"gateway_reachable"_s, optionalBool(diagnosis->gatewayReachable())},
+        {u"internet_reachable"_s, optionalBool(diagnosis->internetReachable())},
+    };
+}
+
+QString diagnosisText(const ConnectivityDiagnostics& diagnosis) {
+    if (!diagnosis.phase().verdict)
+        return QString();
+    const DiagnosticsVerdictText text = DiagnosticsVerdictText::forVerdict(*diagnosis.phase().verdict);
+    QString result = text.headline + u"\n\n"_s + text.explanation + u'\n';
+    for (const QString& bullet : text.bullets)
+        result += u"  - "_s + bullet + u'\n';
+    return result;
+}
+
+QString uploadText(const AppState& state) {
+    const UploadStatus status =
+        UploadStatus::forState(state.upload(), state.measuredUplinkMbps(), Time::clock().now());
+    QStringList lines;
+    if (!status.text.isEmpty())
+        lines.append(status.text);
+    if (status.kind == UploadStatus::Kind::uploadingProgress) {
+        QString line = status.sizeLine + u"  "_s + status.percentText;
+        if (status.etaText)
+            line += u"  "_s + *status.etaText;
+        lines.append(line);
+    }
+    if (status.heading)
+        lines.append(*status.heading);
+    for (const QString& row : status.rows)
+        lines.append(u"  "_s + row);
+    if (status.failureLine)
+        lines.append(*status.failureLine);
+    // A tool that died mid-run leaves its last progress standing; the window redraws when the retry
+    // comes, but a terminal keeps the last words, so they must say what happened.
+    const bool leftInProgress = status.kind == UploadStatus::Kind::uploadingCount ||
+                                status.kind == UploadStatus::Kind::uploadingProgress;
+    if (leftInProgress && !state.uploadRunner()) {
+        QString line = u"The upload tool stopped before it finished."_s;
+        if (const auto& retryAt = state.upload().pendingRetryAt)
+            line += u" Next attempt in %1."_s.arg(UploadStatus::countdownText(
+                double(Time::clock().now().msecsTo(*retryAt)) / 1000.0));
+        lines.append(line);
+    }
+    return lines.join(u'\n');
 }
 
 QString resultsText(const CaptureSnapshot& capture) {
