@@ -19,6 +19,9 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -593,11 +596,25 @@ protected:
         qputenv("NORVANE_SIM_SPEED", "300");
         AppStateUploadSweepTest::SetUp();
     }
+    // One sweep on the given upload scenario, and what the fake uv saw of it: the upload tool's own
+    // command line, with no privacy flag, and an environment without the Wi-Fi helper.
     void runScenario(const char* name) {
         qputenv("NORVANE_SIM_UPLOAD", name);
         Access::setUploadPreparing(*state, true);
         state->runUploadSweep(u"capture-complete"_s, true);
         ASSERT_TRUE(waitForRunnerEnd());
+
+        QFile journal(home.path() + u"/.norvane-sim/invocations.jsonl"_s);
+        ASSERT_TRUE(journal.open(QIODevice::ReadOnly));
+        const QList<QByteArray> lines = journal.readAll().trimmed().split('\n');
+        const QJsonObject entry = QJsonDocument::fromJson(lines.last()).object();
+        EXPECT_EQ(entry[u"kind"_s].toString(), u"upload"_s);
+        QStringList argv;
+        for (const QJsonValue& value : entry[u"argv"_s].toArray())
+            argv.append(value.toString());
+        EXPECT_EQ(argv, UploadRunner::buildArguments(PythonProcess::pythonSourceRoot(), capturesDir()));
+        EXPECT_FALSE(argv.join(u' ').contains(u"privacy"_s));
+        EXPECT_FALSE(entry[u"env"_s].toObject().contains(u"WIFI_INFO_PATH"_s));
     }
 };
 
