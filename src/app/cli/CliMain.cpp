@@ -19,11 +19,9 @@ void printHelp(QTextStream& out) {
     out << "Usage: norvane-cli <command> [arguments]\n\n"
            "Norvane without a window: the same captures, analysis and checks as the desktop program.\n\n"
            "Commands:\n";
-    qsizetype width = 0;
+    // Synopses differ too much in length for one column: each summary goes under its command.
     for (const CliVerb& verb : cliVerbs())
-        width = std::max(width, synopsis(verb).size());
-    for (const CliVerb& verb : cliVerbs())
-        out << "  " << synopsis(verb).leftJustified(width + 2) << verb.summary << '\n';
+        out << "  " << synopsis(verb) << "\n      " << verb.summary << '\n';
     out << "\nOptions:\n  -h, --help  Show this help.\n"
            "\n'norvane-cli <command> --help' describes one command.\n";
 }
