@@ -31,6 +31,7 @@ tour: build
 bench: build
 	@bash scripts/install-deps.sh bench
 	$(BUILD)/bin/norvane-bench
+	QT_QPA_PLATFORM=offscreen $(BUILD)/bin/norvane-running-bench
 
 # The whole suite under AddressSanitizer and UndefinedBehaviorSanitizer.
 asan: deps

@@ -9,7 +9,7 @@ packages=(
     qt6-qpa-plugins libqt6svg6
     zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev
     python3
-    fonts-dejavu-core fonts-noto-cjk
+    fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
 )
 case "${1:-}" in
     demo) packages+=(xvfb xauth) ;;

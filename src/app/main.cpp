@@ -16,7 +16,7 @@ int main(int argc, char* argv[]) {
     norvane.writeLaunchLines();
     norvane.appState();
 
-    MainWindow window;
+    MainWindow window(norvane);
     window.show();
     // Once the window is on screen, not before: the launch sweep may take the network's attention.
     QMetaObject::invokeMethod(&norvane, &NorvaneApp::windowAppeared, Qt::QueuedConnection);

@@ -258,6 +258,11 @@ void AppState::runTerminationStep() {
     runUploadSweep(u"capture-complete"_s, true);
 }
 
+void AppState::finishingWaitRanOut() {
+    if (m_screen == Screen::finishing)
+        setScreen(Screen::celebration);
+}
+
 void AppState::enterDiagnostics(const QString& processError) {
     if (m_screen == Screen::diagnostics)
         return;
@@ -276,11 +281,12 @@ void AppState::enterDiagnostics(const QString& processError) {
 }
 
 void AppState::replaceDiagnostics(std::unique_ptr<ConnectivityDiagnostics> diagnostics) {
-    if (m_diagnostics) {
+    // Gone at once, with its probes and the answer of a portal check still out: a diagnosis left to a
+    // later event loop could still write to a log that is gone by then. Only the user's actions and the
+    // session's own steps replace it, never one of its callbacks.
+    if (m_diagnostics)
         m_diagnostics->cancel();
-        // It may be inside one of its own callbacks; its probes end with it.
-        m_diagnostics.release()->deleteLater();
-    }
+    m_diagnostics.reset();
     m_diagnostics = std::move(diagnostics);
     emit diagnosticsChanged();
 }

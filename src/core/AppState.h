@@ -67,6 +67,9 @@ public:
     void sendEndMeta();
     void newCapture();
     void loadCapture(const QString& csvPath);
+    // The finishing screen waited long enough for a termination notice that never came: a capture still
+    // finishing moves on to the celebration, with or without its complete event.
+    void finishingWaitRanOut();
     void enterDiagnostics(const QString& processError);
     void dismissDiagnostics();
     void cancelPendingRetry();

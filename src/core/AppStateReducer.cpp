@@ -70,9 +70,11 @@ void AppState::handleEvent(const JSONEvent& event) {
                 reduceNote(payload);
             else if constexpr (std::is_same_v<T, ErrorEvent>)
                 reduceError(payload);
-            else if constexpr (std::is_same_v<T, UploadStartEvent> || std::is_same_v<T, UploadProgressEvent> ||
-                               std::is_same_v<T, UploadCompleteEvent> || std::is_same_v<T, UploadErrorEvent> ||
-                               std::is_same_v<T, UploadSkippedEvent> || std::is_same_v<T, UploadSummaryEvent>)
+            else if constexpr (std::is_same_v<T, UploadStartEvent> ||
+                               std::is_same_v<T, UploadProgressEvent> ||
+                               std::is_same_v<T, UploadCompleteEvent> ||
+                               std::is_same_v<T, UploadErrorEvent> || std::is_same_v<T, UploadSkippedEvent> ||
+                               std::is_same_v<T, UploadSummaryEvent>)
                 handleUploadEvent(event);
             // The capture reminder and unknown events change nothing.
         },
@@ -84,8 +86,9 @@ void AppState::reduceInfo(const InfoEvent& event) {
     m_captureId = event.captureId;
     m_captureDate = Time::clock().now(); // the event carries no time of its own
     m_captureCategory = event.category;
-    emit sessionChanged();
+    // The honeycomb's target is part of the new session, so observers see both at once.
     startHoneycombTimer(event.durationSecs);
+    emit sessionChanged();
 }
 
 void AppState::reduceStatus(const StatusEvent& event) {
@@ -129,7 +132,8 @@ void AppState::reduceProbe(const ProbeEvent& event) {
         m_lastSuccessAnyProbe = time;
     }
 
-    m_latencyBuffer.append(LatencyPoint{time, event.rttMs, event.loss, intern(event.type), intern(event.target)});
+    m_latencyBuffer.append(
+        LatencyPoint{time, event.rttMs, event.loss, intern(event.type), intern(event.target)});
 
     QualityRating quality = QualityRating::broken;
     if (!event.loss)

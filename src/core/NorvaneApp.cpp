@@ -61,6 +61,7 @@ void NorvaneApp::requestQuit() {
         emit quitConfirmationChanged();
         return;
     }
+    m_quitting = true;
     emit terminateRequested();
 }
 
@@ -73,6 +74,7 @@ void NorvaneApp::confirmQuit() {
     m_showQuitConfirmation = false;
     emit quitConfirmationChanged();
     appState().pythonProcess().reset();
+    m_quitting = true;
     emit terminateRequested();
 }
 

@@ -36,6 +36,8 @@ public:
     // The alert's destructive button: no child may outlive us, so the capture ends first.
     void confirmQuit();
     void cancelQuit();
+    // The quit has been decided: windows that would ask again let it through.
+    bool isQuitting() const { return m_quitting; }
 
     // The main window's content has appeared: the first upload sweep, on the setup screen only. The
     // crash scan and the cache warm-up of this moment are not part of it yet.
@@ -56,4 +58,5 @@ private:
     WakeWatcher* m_wakeWatcher = nullptr;
     bool m_showQuitConfirmation = false;
     bool m_terminated = false;
+    bool m_quitting = false;
 };

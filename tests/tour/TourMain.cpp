@@ -1,16 +1,24 @@
 // The tour: opens the real main window, visits every screen in both colour schemes, and leaves one
 // picture per stop, named "{NN}-{screen}-{state}-{scheme}.png". It fails when a picture comes out blank.
 
+#include "TourSteps.h"
+
+#include "cli/Replay.h"
 #include "core/AppState.h"
 #include "core/NorvaneApp.h"
+#include "core/VirtualClock.h"
 #include "services/FileLogger.h"
+#include "support/AppStateTestAccess.h"
 #include "views/MainWindow.h"
 #include "views/Theme.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QFile>
 #include <QImage>
+#include <QMessageBox>
+#include <QPainter>
 #include <QPixmap>
 #include <QSet>
 #include <QTextStream>
@@ -22,8 +30,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 struct Stop {
-    QString name; // "{screen}-{state}" or "{screen}"
-    std::function<void(MainWindow&)> prepare;
+    QString name; // "{screen}-{state}"
+    std::function<void()> prepare;
 };
 
 // A picture with fewer than a handful of colours is a window that drew nothing.
@@ -44,6 +52,38 @@ void settle() {
         QApplication::processEvents(QEventLoop::AllEvents, 20);
 }
 
+QByteArray recording(const QString& name) {
+    QFile file(QStringLiteral(NORVANE_TOUR_DATA_DIR) + u'/' + name);
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("cannot read the tour's recording %s", qPrintable(file.fileName()));
+    return file.readAll();
+}
+
+// The start of a recording, up to and with its `count`-th status event.
+QByteArray firstSeconds(const QByteArray& recording, int count) {
+    QByteArray start;
+    int statuses = 0;
+    for (const QByteArray& line : recording.split('\n')) {
+        start += line + '\n';
+        if (line.contains("\"event\":\"status\"") && ++statuses == count)
+            break;
+    }
+    return start;
+}
+
+// The window as the user sees it, with a dialog of its own drawn where the desktop would put it.
+QImage picture(MainWindow& window) {
+    QImage image = window.grab().toImage();
+    if (QMessageBox* alert = window.quitAlert(); alert && alert->isVisible()) {
+        const QImage dialog = alert->grab().toImage();
+        QPainter painter(&image);
+        painter.fillRect(image.rect(), QColor(0, 0, 0, 60));
+        const QPoint corner((image.width() - dialog.width()) / 2, image.height() / 4);
+        painter.drawImage(corner, dialog);
+    }
+    return image;
+}
+
 } // namespace
 
 int main(int argc, char* argv[]) {
@@ -60,15 +100,70 @@ int main(int argc, char* argv[]) {
     const QString outDir = parser.value(u"out"_s);
     QDir().mkpath(outDir);
 
+    // The whole tour runs on a clock of its own, so that two minutes of capture take no time at all.
+    const QByteArray good = recording(u"good-two-minutes.jsonl"_s);
+    const QByteArray geo = recording(u"geo-two-minutes.jsonl"_s);
+    VirtualClock time(Replay::firstTimestamp(good).value_or(VirtualClock::defaultStart()).addSecs(-5));
+    ScopedVirtualTime scope(time);
+
     NorvaneApp norvane(FileLogger::shared());
     norvane.writeLaunchLines();
-    norvane.appState();
+    AppState& state = norvane.appState();
 
-    MainWindow window;
+    MainWindow window(norvane);
     window.show();
 
+    CaptureConfig hotel;
+    hotel.location = u"Hotel Aurora, room 412"_s;
+    hotel.network = u"Aurora-Guest"_s;
+    hotel.durationString = u"5m"_s;
+    CaptureConfig flight = hotel;
+    flight.location = u"Flight LX 38, seat 14A"_s;
+    flight.network = u"SkyConnect"_s;
+
+    // Each capture starts from the setup screen, as a user's would, so that every view is built anew.
+    auto startCapture = [&](const CaptureConfig& config) {
+        state.newCapture();
+        state.startReplay(config);
+        settle();
+    };
+
     const QList<Stop> stops = {
-        {u"window"_s, [](MainWindow&) {}},
+        {u"setup-empty"_s, [] {}},
+        {u"setup-suggestions"_s, [&] { TourSteps::openSuggestions(window); }},
+        {u"running-starting"_s,
+         [&] {
+             startCapture(hotel);
+             Replay::play(firstSeconds(good, 1), state, time);
+         }},
+        {u"running-good"_s,
+         [&] {
+             startCapture(hotel);
+             Replay::play(good, state, time);
+             time.advance(1.0);
+         }},
+        {u"running-geo"_s,
+         [&] {
+             startCapture(flight);
+             Replay::play(geo, state, time);
+             time.advance(1.0);
+         }},
+        {u"running-silent"_s,
+         [&] {
+             // Two seconds of a capture, then nothing more from the tool.
+             startCapture(hotel);
+             Replay::play(firstSeconds(good, 3), state, time);
+             for (int second = 0; second < 20; ++second) {
+                 time.advance(1.0);
+                 settle();
+             }
+         }},
+        {u"quit-alert"_s, [&] { norvane.requestQuit(); }},
+        {u"finishing"_s,
+         [&] {
+             norvane.cancelQuit();
+             AppStateTestAccess::setScreen(state, AppState::Screen::finishing);
+         }},
     };
 
     QTextStream out(stdout);
@@ -76,19 +171,19 @@ int main(int argc, char* argv[]) {
     int number = 0;
     for (const Stop& stop : stops) {
         ++number;
+        stop.prepare();
         for (const auto scheme : {Theme::Scheme::Light, Theme::Scheme::Dark}) {
             Theme::apply(app, scheme);
-            stop.prepare(window);
             settle();
-            const QImage picture = window.grab().toImage();
+            const QImage image = picture(window);
             const QString file = u"%1/%2-%3-%4.png"_s.arg(outDir)
                                      .arg(number, 2, 10, QChar(u'0'))
                                      .arg(stop.name, QString::fromLatin1(Theme::name(scheme)));
-            if (looksBlank(picture)) {
+            if (looksBlank(image)) {
                 out << "blank picture: " << file << '\n';
                 ++failures;
             }
-            if (!picture.save(file)) {
+            if (!image.save(file)) {
                 out << "could not write " << file << '\n';
                 ++failures;
                 continue;
@@ -96,6 +191,9 @@ int main(int argc, char* argv[]) {
             out << file << '\n';
         }
     }
+    // Nothing of the tour may outlive it: no child was started, but the session ends as the program's does.
+    state.newCapture();
+    norvane.handleTermination();
     FileLogger::shared().waitForIdle();
     return failures == 0 ? 0 : 1;
 }

@@ -1,43 +1,186 @@
 #include "MainWindow.h"
 
+#include "FinishingView.h"
+#include "RunningView.h"
+#include "SetupView.h"
+
+#include "core/NorvaneApp.h"
+#include "core/QuitAlert.h"
+#include "platform/Platform.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QDesktopServices>
 #include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QStackedWidget>
+#include <QUrl>
 #include <QVBoxLayout>
 
-MainWindow::MainWindow(QWidget* parent)
-    : QMainWindow(parent) {
-    setWindowTitle(QStringLiteral("Norvane"));
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// The screens of the later steps of a capture are drawn by views still to come; until then their page
+// names the screen and keeps the way back open, so that nobody is stranded there.
+QWidget* unbuiltScreenPage(AppState& state, AppState::Screen screen) {
+    auto* page = new QWidget;
+    auto* layout = new QVBoxLayout(page);
+    layout->addStretch(2);
+    auto* title = new QLabel(AppState::screenName(screen));
+    QFont titleFont = title->font();
+    titleFont.setPointSizeF(titleFont.pointSizeF() * 1.6);
+    titleFont.setWeight(QFont::DemiBold);
+    title->setFont(titleFont);
+    title->setAlignment(Qt::AlignHCenter);
+    layout->addWidget(title);
+    if (state.errorMessage()) {
+        auto* error = new QLabel(*state.errorMessage());
+        error->setWordWrap(true);
+        error->setAlignment(Qt::AlignHCenter);
+        error->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        layout->addWidget(error);
+    }
+    const bool diagnostics = screen == AppState::Screen::diagnostics;
+    if (screen != AppState::Screen::bootstrapping) {
+        auto* back = new QPushButton(diagnostics ? u"Try Again"_s : u"New Test"_s);
+        back->setAccessibleName(back->text());
+        QObject::connect(back, &QPushButton::clicked, page, [&state, diagnostics] {
+            if (diagnostics)
+                state.dismissDiagnostics();
+            else
+                state.newCapture();
+        });
+        layout->addSpacing(12);
+        layout->addWidget(back, 0, Qt::AlignHCenter);
+    }
+    layout->addStretch(3);
+    return page;
+}
+
+} // namespace
+
+MainWindow::MainWindow(NorvaneApp& app, QWidget* parent)
+    : QMainWindow(parent)
+    , m_app(app) {
+    setWindowTitle(u"Norvane"_s);
     setMinimumSize(minimumWidth, minimumHeight);
     resize(defaultWidth, defaultHeight);
 
     m_screens = new QStackedWidget(this);
-    m_screens->setAccessibleName(QStringLiteral("Norvane"));
-
-    // Stands in until the setup screen arrives; it only says what the program is.
-    auto* welcome = new QWidget;
-    welcome->setObjectName(QStringLiteral("welcome"));
-    auto* layout = new QVBoxLayout(welcome);
-    layout->addStretch(2);
-    auto* title = new QLabel(QStringLiteral("Norvane"));
-    QFont titleFont = title->font();
-    titleFont.setPointSizeF(titleFont.pointSizeF() * 2.4);
-    titleFont.setWeight(QFont::DemiBold);
-    title->setFont(titleFont);
-    title->setAlignment(Qt::AlignHCenter);
-    auto* subtitle = new QLabel(QStringLiteral("How well does this network really work?"));
-    subtitle->setAlignment(Qt::AlignHCenter);
-    subtitle->setWordWrap(true);
-    subtitle->setForegroundRole(QPalette::PlaceholderText);
-    layout->addWidget(title);
-    layout->addSpacing(8);
-    layout->addWidget(subtitle);
-    layout->addStretch(3);
-    m_screens->addWidget(welcome);
-
+    m_screens->setAccessibleName(u"Norvane"_s);
     setCentralWidget(m_screens);
+    buildMenus();
+
+    AppState& state = m_app.appState();
+    connect(&state, &AppState::screenChanged, this, [this, &state] { showScreen(state.screen()); });
+    connect(&m_app, &NorvaneApp::quitConfirmationChanged, this, &MainWindow::updateQuitAlert);
+    showScreen(state.screen());
+}
+
+void MainWindow::buildMenus() {
+    QMenu* fileMenu = menuBar()->addMenu(u"&Norvane"_s);
+    QAction* quit = fileMenu->addAction(u"Quit Norvane"_s);
+    quit->setShortcut(QKeySequence::Quit);
+    quit->setMenuRole(QAction::QuitRole);
+    connect(quit, &QAction::triggered, &m_app, &NorvaneApp::requestQuit);
+
+    QMenu* helpMenu = menuBar()->addMenu(u"&Help"_s);
+    QAction* howItWorks = helpMenu->addAction(u"How It Works"_s);
+    connect(howItWorks, &QAction::triggered, this,
+            [] { QDesktopServices::openUrl(QUrl(Platform::siteUrl() + u"/docs/capability.html"_s)); });
+    helpMenu->addSeparator();
+    // Information, not a command: shown in the menu's secondary (disabled) colour.
+    QAction* questions = helpMenu->addAction(u"Questions? Post to #quillon on Slack"_s);
+    questions->setEnabled(false);
+}
+
+QWidget* MainWindow::makeScreen(AppState::Screen screen) {
+    AppState& state = m_app.appState();
+    switch (screen) {
+    case AppState::Screen::setup: {
+        auto* view = new SetupView(state);
+        connect(view, &SetupView::historyRequested, this, &MainWindow::captureHistoryRequested);
+        return view;
+    }
+    case AppState::Screen::running:
+        return new RunningView(state);
+    case AppState::Screen::finishing:
+        return new FinishingView(state);
+    case AppState::Screen::bootstrapping:
+    case AppState::Screen::celebration:
+    case AppState::Screen::results:
+    case AppState::Screen::diagnostics:
+        break;
+    }
+    return unbuiltScreenPage(state, screen);
+}
+
+void MainWindow::showScreen(AppState::Screen screen) {
+    // A screen keeps nothing of its own across a transition, so each visit builds it afresh.
+    QWidget* old = m_screens->currentWidget();
+    QWidget* page = makeScreen(screen);
+    page->setObjectName(AppState::screenName(screen));
+    m_screens->addWidget(page);
+    m_screens->setCurrentWidget(page);
+    if (old) {
+        m_screens->removeWidget(old);
+        old->deleteLater();
+    }
 }
 
 QString MainWindow::currentScreenName() const {
     const QWidget* current = m_screens->currentWidget();
     return current ? current->objectName() : QString();
+}
+
+QMessageBox* MainWindow::quitAlert() const {
+    return m_quitAlert.data();
+}
+
+void MainWindow::updateQuitAlert() {
+    if (!m_app.showQuitConfirmation()) {
+        if (m_quitAlert)
+            m_quitAlert->close();
+        return;
+    }
+    if (m_quitAlert)
+        return;
+    const QuitAlert alert = m_app.quitAlert();
+    // The title doubles as the heading: many desktops show a dialog's window title small or not at all.
+    auto* box = new QMessageBox(QMessageBox::Warning, alert.title, alert.title, QMessageBox::NoButton, this);
+    box->setInformativeText(alert.message);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setWindowModality(Qt::WindowModal);
+    QPushButton* quit = box->addButton(alert.destructiveButton, QMessageBox::DestructiveRole);
+    QPushButton* cancel = box->addButton(alert.cancelButton, QMessageBox::RejectRole);
+    box->setDefaultButton(cancel);
+    box->setEscapeButton(cancel);
+    connect(box, &QMessageBox::finished, this, [this, box, quit] {
+        // The box may have been closed by the program when the question went away by itself.
+        if (!m_app.showQuitConfirmation())
+            return;
+        if (box->clickedButton() == quit)
+            m_app.confirmQuit();
+        else
+            m_app.cancelQuit();
+    });
+    m_quitAlert = box;
+    box->open();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    // Closing the window is quitting: the same question as "Quit Norvane" while something would be lost,
+    // and the window stays while it is asked. A quit already decided closes it without a word.
+    if (m_app.isQuitting()) {
+        event->accept();
+        return;
+    }
+    m_app.requestQuit();
+    if (m_app.showQuitConfirmation())
+        event->ignore();
+    else
+        event->accept();
 }

@@ -1,10 +1,17 @@
 #pragma once
 
-#include <QMainWindow>
+#include "core/AppState.h"
 
+#include <QHash>
+#include <QMainWindow>
+#include <QPointer>
+
+class NorvaneApp;
+class QMessageBox;
 class QStackedWidget;
 
-// The one main window. It shows exactly one screen at a time.
+// The one main window. It shows exactly one screen at a time, the one AppState names, and carries the
+// program's menus and the quit confirmation.
 class MainWindow : public QMainWindow {
     Q_OBJECT
 public:
@@ -13,11 +20,30 @@ public:
     static constexpr int minimumWidth = 600;
     static constexpr int minimumHeight = 450;
 
-    explicit MainWindow(QWidget* parent = nullptr);
+    explicit MainWindow(NorvaneApp& app, QWidget* parent = nullptr);
 
-    // The name of what the window shows now, for the tour's file names.
+    // The name of what the window shows now ("setup", "running", …), for the tour's file names.
     QString currentScreenName() const;
+    // The quit confirmation while it is up.
+    QMessageBox* quitAlert() const;
+
+signals:
+    // "Test History" on the setup screen; the capture picker window answers it.
+    void captureHistoryRequested();
+    // The settings window's place: nothing asks for it until that window exists.
+    void settingsRequested();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
 
 private:
+    void buildMenus();
+    void showScreen(AppState::Screen screen);
+    QWidget* makeScreen(AppState::Screen screen);
+    void updateQuitAlert();
+
+    NorvaneApp& m_app;
     QStackedWidget* m_screens = nullptr;
+    QHash<AppState::Screen, QWidget*> m_pages;
+    QPointer<QMessageBox> m_quitAlert;
 };

@@ -1,0 +1,229 @@
+#include "StatCardView.h"
+
+#include <QEvent>
+#include <QFontMetrics>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QPainterPath>
+
+#include <algorithm>
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int textFlags = Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap;
+
+QFont scaled(const QFont& base, double factor) {
+    QFont font = base;
+    if (base.pointSizeF() > 0)
+        font.setPointSizeF(base.pointSizeF() * factor);
+    else
+        font.setPixelSize(std::max(1, int(std::lround(base.pixelSize() * factor))));
+    return font;
+}
+
+// Height of a wrapped text at this width; an empty text still keeps its line, so that cards in a row
+// don't change height as subtitles come and go.
+int textHeight(const QFont& font, const QString& text, int width) {
+    const QFontMetrics metrics(font);
+    if (text.isEmpty())
+        return metrics.height();
+    return metrics.boundingRect(QRect(0, 0, std::max(1, width), 1'000'000), textFlags, text).height();
+}
+
+QColor mix(const QColor& a, const QColor& b, double amount) {
+    return QColor::fromRgbF(float(a.redF() + (b.redF() - a.redF()) * amount),
+                            float(a.greenF() + (b.greenF() - a.greenF()) * amount),
+                            float(a.blueF() + (b.blueF() - a.blueF()) * amount));
+}
+
+} // namespace
+
+StatCardView::StatCardView(QWidget* parent)
+    : QWidget(parent) {
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
+    setFocusPolicy(Qt::NoFocus);
+    updateAccessibleText();
+}
+
+void StatCardView::setCard(const StatCard& card) {
+    if (card == m_card)
+        return;
+    const bool sizeMayChange = card.value != m_card.value || card.subtitle != m_card.subtitle ||
+                               card.ratingLine() != m_card.ratingLine() || card.title != m_card.title;
+    m_card = card;
+    m_blocks.width = -1;
+    m_pulse.setBreathing(card.breathing, Time::clock().now());
+    updatePulseTimer();
+    updateAccessibleText();
+    if (sizeMayChange)
+        updateGeometry();
+    update();
+}
+
+double StatCardView::pulseOpacity() const {
+    return m_pulse.opacity(Time::clock().now());
+}
+
+StatCardView::Blocks StatCardView::layoutFor(int width) const {
+    Blocks blocks;
+    blocks.width = width;
+    const QFont base = font();
+    const QFontMetrics baseMetrics(base);
+    blocks.padding = std::max(4, baseMetrics.height() / 2);
+    const int inner = std::max(1, width - 2 * blocks.padding);
+
+    blocks.titleFont = scaled(base, 0.8);
+    blocks.titleFont.setWeight(QFont::DemiBold);
+    blocks.ratingFont = scaled(base, 0.85);
+    blocks.ratingFont.setWeight(QFont::DemiBold);
+    blocks.subtitleFont = scaled(base, 0.8);
+
+    // The figure is large; a long one ("1080p (720p auto)") steps down until it fits on one line, and
+    // wraps only when even the application's own size doesn't fit.
+    for (double factor = 1.7; factor > 0.95; factor -= 0.1) {
+        blocks.valueFont = scaled(base, factor);
+        blocks.valueFont.setWeight(QFont::DemiBold);
+        if (QFontMetrics(blocks.valueFont).horizontalAdvance(m_card.value) <= inner)
+            break;
+    }
+
+    const int gap = std::max(2, baseMetrics.height() / 5);
+    int y = blocks.padding;
+    const int titleHeight = textHeight(blocks.titleFont, m_card.displayTitle(), inner);
+    blocks.title = QRect(blocks.padding, y, inner, titleHeight);
+    y += titleHeight + gap;
+    const int valueHeight = textHeight(blocks.valueFont, m_card.value, inner);
+    blocks.value = QRect(blocks.padding, y, inner, valueHeight);
+    y += valueHeight + gap;
+    const int ratingHeight = textHeight(blocks.ratingFont, m_card.ratingLine().value_or(QString()), inner);
+    blocks.rating = QRect(blocks.padding, y, inner, ratingHeight);
+    y += ratingHeight;
+    const int subtitleHeight = textHeight(blocks.subtitleFont, m_card.subtitle.value_or(QString()), inner);
+    blocks.subtitle = QRect(blocks.padding, y, inner, subtitleHeight);
+    y += subtitleHeight + blocks.padding;
+    blocks.height = y;
+    return blocks;
+}
+
+QSize StatCardView::sizeHint() const {
+    const int width = fontMetrics().averageCharWidth() * 14;
+    return QSize(width, heightForWidth(width));
+}
+
+QSize StatCardView::minimumSizeHint() const {
+    const int width = fontMetrics().averageCharWidth() * 8;
+    return QSize(width, heightForWidth(width));
+}
+
+int StatCardView::heightForWidth(int width) const {
+    if (width == m_blocks.width)
+        return m_blocks.height;
+    return layoutFor(width).height;
+}
+
+const StatCardView::Blocks& StatCardView::currentBlocks() const {
+    if (m_blocks.width != width())
+        m_blocks = layoutFor(width());
+    return m_blocks;
+}
+
+void StatCardView::paintEvent(QPaintEvent* event) {
+    const Blocks& blocks = currentBlocks();
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+
+    // A tile a shade off the window colour, in either scheme.
+    const QColor window = palette().color(QPalette::Window);
+    const QColor text = palette().color(QPalette::WindowText);
+    const QColor secondary = palette().color(QPalette::PlaceholderText);
+    const QColor tileColor = mix(window, text, 0.05);
+    // A pulse frame touches the figure only: a plain fill under it is all the tile it needs.
+    const bool figureOnly = blocks.value.contains(event->rect());
+    if (figureOnly) {
+        painter.fillRect(event->rect(), tileColor);
+    } else {
+        const double radius = blocks.padding * 0.8;
+        QPainterPath tile;
+        tile.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+        painter.fillPath(tile, tileColor);
+        painter.setPen(QPen(mix(window, text, 0.14), 1));
+        painter.drawPath(tile);
+
+        painter.setFont(blocks.titleFont);
+        painter.setPen(secondary);
+        painter.drawText(blocks.title, textFlags, m_card.displayTitle());
+    }
+
+    QColor valueColor = text;
+    if (const std::optional<CardColor> chosen = m_card.effectiveValueColor()) {
+        valueColor = chosen->kind == CardColor::Kind::secondaryText
+                         ? secondary
+                         : QColor(chosen->rgb.red, chosen->rgb.green, chosen->rgb.blue);
+    }
+    valueColor.setAlphaF(float(valueColor.alphaF() * pulseOpacity()));
+    painter.setFont(blocks.valueFont);
+    painter.setPen(valueColor);
+    painter.drawText(blocks.value, textFlags, m_card.value);
+    if (figureOnly)
+        return;
+
+    if (const std::optional<QString> ratingLine = m_card.ratingLine()) {
+        const RgbColor rgb = m_card.rating->color();
+        painter.setFont(blocks.ratingFont);
+        painter.setPen(QColor(rgb.red, rgb.green, rgb.blue));
+        painter.drawText(blocks.rating, textFlags, *ratingLine);
+    }
+    if (m_card.subtitle) {
+        painter.setFont(blocks.subtitleFont);
+        painter.setPen(secondary);
+        painter.drawText(blocks.subtitle, textFlags, *m_card.subtitle);
+    }
+}
+
+void StatCardView::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::FontChange) {
+        m_blocks.width = -1;
+        updateGeometry();
+    }
+    QWidget::changeEvent(event);
+}
+
+void StatCardView::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    updatePulseTimer();
+}
+
+void StatCardView::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    updatePulseTimer();
+}
+
+void StatCardView::updatePulseTimer() {
+    const bool needed = isVisible() && m_pulse.isMoving(Time::clock().now());
+    if (needed && !m_pulseTimer.isActive()) {
+        m_pulseTimer = Time::scheduler().repeating(pulseFrameSeconds, this, [this] {
+            update(currentBlocks().value);
+            // Settling ends by itself and the frames stop with it, once this callback has returned: a
+            // timer is not torn down from inside its own callback.
+            if (!m_pulse.isMoving(Time::clock().now()))
+                QMetaObject::invokeMethod(
+                    this, [this] { updatePulseTimer(); }, Qt::QueuedConnection);
+        });
+    } else if (!needed && m_pulseTimer.isActive()) {
+        m_pulseTimer.cancel();
+        update(); // a settle cut short by hiding lands on full opacity when shown again
+    }
+}
+
+void StatCardView::updateAccessibleText() {
+    setAccessibleName(m_card.title);
+    QStringList parts{m_card.value};
+    if (const std::optional<QString> ratingLine = m_card.ratingLine())
+        parts.append(*ratingLine);
+    if (m_card.subtitle)
+        parts.append(*m_card.subtitle);
+    setAccessibleDescription(parts.join(u", "_s));
+}

@@ -1,0 +1,125 @@
+#pragma once
+
+#include "capture/ResultsCharts.h"
+#include "capture/RgbColor.h"
+#include "core/CaptureSeries.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QPointF>
+#include <QString>
+
+#include <optional>
+#include <span>
+
+// The running screen's live latency chart as values: which samples it shows, where and in which colour,
+// the test bands behind them, its scales and its legend. The view only hands these to the charting
+// library. Times on the horizontal axis are milliseconds since the epoch, as the library's date axis
+// reads them.
+namespace LiveLatencyChart {
+
+// The chart shows the newest samples only, so that a capture of hours costs what one of minutes does.
+inline constexpr qsizetype windowSize = 600;
+// Below this many samples a chart says nothing yet; a placeholder stands there instead.
+inline constexpr qsizetype minimumPoints = 3;
+
+inline constexpr double dotSize = 10;
+inline constexpr double dotOpacity = 0.7;
+inline constexpr double crossSize = 20;
+inline constexpr double crossOpacity = 0.6;
+inline constexpr double bandOpacity = 0.12;
+// Lost samples have no round trip, so their crosses sit near the top: the scale ends at one and a half
+// times the 99th percentile, which leaves that stripe free of dots.
+inline constexpr double lossMarkHeight = 0.95;
+// A window whose samples all share one moment still gets a readable time axis.
+inline constexpr double shortestSpanMs = 1000;
+// The chart follows its inputs at most twice a second, as the latency series itself does.
+inline constexpr double rebuildIntervalSeconds = 0.5;
+
+QString title();       // "Live Latency"
+QString unit();        // "ms"
+QString waitingText(); // "Waiting for first measurements..."
+QString collectingText();
+
+// The colour of a probe type's dots; unknown types are gray.
+RgbColor probeColor(const QString& probeType);
+RgbColor lossColor();
+RgbColor speedTestBandColor();
+RgbColor videoBandColor();
+
+// The probe types that have a colour and a legend entry of their own, in legend order.
+QList<QString> knownProbeTypes();
+
+enum class Mark { dot, cross, bar };
+
+struct LegendEntry {
+    QString label;
+    Mark mark = Mark::dot;
+    RgbColor color;
+    friend bool operator==(const LegendEntry&, const LegendEntry&) = default;
+};
+
+// Always the same nine entries, whatever the capture holds.
+QList<LegendEntry> legend();
+
+// The newest samples, at most `windowSize` of them, oldest first. A view into `points`: it is valid as
+// long as that list is left unchanged.
+std::span<const LatencyPoint> window(const QList<LatencyPoint>& points);
+
+// 0 up to one and a half times the near-top round trip of the window, at least 10; 0 to 100 while fewer
+// than five samples have a round trip.
+ClosedRange liveLatencyYDomain(std::span<const LatencyPoint> window);
+
+// The step between the labelled values of the vertical scale: 1, 2 or 5 times a power of ten, giving
+// about five steps up to the top. The scale itself stays as `liveLatencyYDomain` made it.
+double yTickInterval(const ClosedRange& yDomain);
+
+// From the earliest to the latest sample of the window, at least `shortestSpanMs` wide.
+std::optional<ClosedRange> xDomain(std::span<const LatencyPoint> window);
+
+// The dots of one probe type, or of all unknown types together.
+struct DotSeries {
+    QString probeType; // empty for the unknown types
+    RgbColor color;
+    QList<QPointF> points;
+    friend bool operator==(const DotSeries&, const DotSeries&) = default;
+};
+
+enum class BandKind { speedTest, video };
+
+struct Band {
+    BandKind kind = BandKind::speedTest;
+    double startMs = 0;
+    double endMs = 0;
+    friend bool operator==(const Band&, const Band&) = default;
+};
+
+// The bands of the ranges that touch the horizontal domain, cut to it, overlapping ones merged. A range
+// still running reaches `now`.
+QList<Band> bands(const QList<SpeedTestRange>& ranges, BandKind kind, const ClosedRange& xDomain,
+                  const QDateTime& now);
+
+// Everything the chart draws at one moment.
+struct Frame {
+    // False while there are too few samples: the placeholder text shows instead of the chart.
+    bool drawn = false;
+    QString placeholderText;
+    ClosedRange xDomain;
+    ClosedRange yDomain;
+    // One entry for each of `knownProbeTypes` in that order, then one for the unknown types; present
+    // even when empty, so that a view can keep one series for each.
+    QList<DotSeries> dots;
+    QList<QPointF> losses;
+    QList<Band> bands; // the speed-test bands, then the video bands
+
+    friend bool operator==(const Frame&, const Frame&) = default;
+};
+
+Frame frame(const QList<LatencyPoint>& latencyPoints, const QList<SpeedTestRange>& speedTestRanges,
+            const QList<SpeedTestRange>& videoStreamingRanges, double elapsedSec, const QDateTime& now);
+
+// How long a rebuild asked for at `now` has to wait so that rebuilds stay `rebuildIntervalSeconds`
+// apart; 0 means at once.
+double rebuildDelaySeconds(const std::optional<QDateTime>& lastRebuild, const QDateTime& now);
+
+} // namespace LiveLatencyChart

@@ -1,0 +1,511 @@
+#include "views/SetupView.h"
+
+#include "core/AppState.h"
+#include "core/Settings.h"
+#include "core/VirtualClock.h"
+#include "services/FileLogger.h"
+#include "subprocess/PythonProcess.h"
+#include "support/TempHome.h"
+#include "views/Theme.h"
+
+#include <gtest/gtest.h>
+
+#include <QAbstractItemModelTester>
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QLayout>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPointer>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QVBoxLayout>
+
+using namespace Qt::StringLiterals;
+
+class SetupViewTest : public ::testing::Test {
+protected:
+    TempHome home;
+    VirtualClock clock;
+    ScopedVirtualTime virtualTime{clock};
+    QTemporaryDir logDir;
+    FileLogger log{logDir.path()};
+    QTemporaryDir captures;
+
+    // The neighbours of the model, when a test wants to play them.
+    bool browserInCache = false;
+    std::function<void(bool)> pendingCheck;
+    std::function<void(const QString&)> installProgress;
+    std::function<void(const Bootstrap::ChromiumInstallOutcome&)> installFinished;
+    QList<CaptureConfig> started;
+
+    SetupScreen::Services fakeServices() {
+        SetupScreen::Services fake;
+        fake.chromiumInstalled = [this] { return browserInCache; };
+        fake.verifyPlaywrightOffline = [this](QObject* context, std::function<void(bool)> done) {
+            const QPointer<QObject> guard(context);
+            pendingCheck = [guard, done](bool ok) {
+                if (guard)
+                    done(ok);
+            };
+        };
+        fake.installChromium =
+            [this](QObject*, std::function<void(const QString&)> onProgress,
+                   std::function<void(const Bootstrap::ChromiumInstallOutcome&)> onFinished) {
+                installProgress = std::move(onProgress);
+                installFinished = std::move(onFinished);
+            };
+        fake.outputDirectory = [this] { return captures.path(); };
+        fake.startCapture = [this](const CaptureConfig& config) { started.append(config); };
+        return fake;
+    }
+
+    static void showAndActivate(QWidget& widget) {
+        widget.resize(700, 800);
+        widget.show();
+        widget.activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&widget));
+    }
+
+    static QLabel* label(QWidget& view, const QString& text) {
+        const QList<QLabel*> labels = view.findChildren<QLabel*>();
+        for (QLabel* candidate : labels) {
+            if (candidate->text() == text)
+                return candidate;
+        }
+        return nullptr;
+    }
+
+    static bool showsLabel(QWidget& view, const QString& text) {
+        QLabel* found = label(view, text);
+        return found && found->isVisible();
+    }
+
+    static QPushButton* button(QWidget& view, const QString& text) {
+        const QList<QPushButton*> buttons = view.findChildren<QPushButton*>();
+        for (QPushButton* candidate : buttons) {
+            if (candidate->text() == text)
+                return candidate;
+        }
+        return nullptr;
+    }
+
+    template <typename T> static T* named(QWidget& view, const QString& accessibleName) {
+        const QList<T*> widgets = view.findChildren<T*>();
+        for (T* candidate : widgets) {
+            if (candidate->accessibleName() == accessibleName)
+                return candidate;
+        }
+        return nullptr;
+    }
+
+    static QStringList rows(QListWidget* list) {
+        QStringList texts;
+        for (int i = 0; i < list->count(); ++i)
+            texts.append(list->item(i)->text());
+        return texts;
+    }
+
+    QList<QJsonObject> journal() const {
+        QList<QJsonObject> entries;
+        QFile file(home.path() + u"/.norvane-sim/invocations.jsonl"_s);
+        if (!file.open(QIODevice::ReadOnly))
+            return entries;
+        const QList<QByteArray> lines = file.readAll().split('\n');
+        for (const QByteArray& line : lines) {
+            if (!line.trimmed().isEmpty())
+                entries.append(QJsonDocument::fromJson(line).object());
+        }
+        return entries;
+    }
+
+    static QStringList argv(const QJsonObject& entry) {
+        QStringList values;
+        const QJsonArray array = entry.value(u"argv"_s).toArray();
+        for (const QJsonValue& value : array)
+            values.append(value.toString());
+        return values;
+    }
+
+    static bool runUntil(const std::function<bool()>& done) {
+        QElapsedTimer real;
+        real.start();
+        while (!done()) {
+            if (real.elapsed() > 20'000)
+                return false;
+            QTest::qWait(5);
+        }
+        return true;
+    }
+};
+
+TEST_F(SetupViewTest, ShowsItsWordsAndTheHintWhileBothFieldsAreEmpty) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    for (const QString& text :
+         {u"Start Network Test"_s, u"Configure your test and begin."_s, u"LOCATION"_s, u"NETWORK"_s,
+          u"DURATION"_s, u"Fill in a location or network name to start"_s})
+        EXPECT_TRUE(showsLabel(view, text)) << text.toStdString();
+    QPushButton* start = button(view, u"Start Monitoring"_s);
+    ASSERT_NE(start, nullptr);
+    EXPECT_FALSE(start->isEnabled());
+    EXPECT_EQ(start->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_Return));
+    for (const QString& text : {u"Timed Test"_s, u"Run Continuously"_s, u"5m"_s, u"10m"_s, u"15m"_s, u"30m"_s,
+                                u"1h"_s, u"3h"_s, u"Test History"_s}) {
+        QPushButton* found = button(view, text);
+        ASSERT_NE(found, nullptr) << text.toStdString();
+        EXPECT_TRUE(found->isVisible()) << text.toStdString();
+    }
+    EXPECT_TRUE(button(view, u"5m"_s)->isChecked());
+    EXPECT_TRUE(button(view, u"Timed Test"_s)->isChecked());
+    EXPECT_FALSE(button(view, u"Active"_s)->isVisible());
+
+    auto* location = named<QLineEdit>(view, u"Location"_s);
+    auto* network = named<QLineEdit>(view, u"Network"_s);
+    ASSERT_NE(location, nullptr);
+    ASSERT_NE(network, nullptr);
+    EXPECT_EQ(location->placeholderText(), u"e.g. DAL 367 SAN-JFK | Oceanview B2F1"_s);
+    EXPECT_EQ(network->placeholderText(), u"e.g. AeroWiFi.example | Zefi"_s);
+}
+
+TEST_F(SetupViewTest, TypingANameEnablesStartAndTakesTheHintAway) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    auto* location = named<QLineEdit>(view, u"Location"_s);
+    QTest::keyClicks(location, u" "_s);
+    EXPECT_EQ(view.model().location(), u" "_s);
+    EXPECT_TRUE(button(view, u"Start Monitoring"_s)->isEnabled()) << "a blank counts as filled";
+    EXPECT_FALSE(showsLabel(view, u"Fill in a location or network name to start"_s));
+}
+
+TEST_F(SetupViewTest, StartWithALocationStartsTheCaptureOfTheChoices) {
+    home.installFakeUv();
+    qputenv("NORVANE_SIM_SPEED", "20");
+    AppState state(log);
+    SetupView view(state);
+    showAndActivate(view);
+    QTest::keyClicks(named<QLineEdit>(view, u"Location"_s), u"Gate 12"_s);
+    button(view, u"1h"_s)->click();
+    EXPECT_TRUE(button(view, u"1h"_s)->isChecked());
+    EXPECT_FALSE(button(view, u"5m"_s)->isChecked());
+    button(view, u"Start Monitoring"_s)->click();
+
+    EXPECT_EQ(state.screen(), AppState::Screen::running);
+    EXPECT_EQ(state.captureLocation(), u"Gate 12"_s);
+    EXPECT_FALSE(state.captureNetwork());
+    ASSERT_TRUE(runUntil([this] { return !journal().isEmpty(); }));
+    const QStringList arguments = argv(journal().first());
+    EXPECT_EQ(arguments.mid(arguments.indexOf(u"--location"_s), 4),
+              (QStringList{u"--location"_s, u"Gate 12"_s, u"--duration"_s, u"1h"_s}));
+    EXPECT_FALSE(arguments.contains(u"--network"_s));
+    EXPECT_FALSE(arguments.contains(u"--profile"_s));
+    EXPECT_EQ(Settings().stringList(Settings::pastLocations).first(), u"Gate 12"_s);
+    state.pythonProcess().reset();
+    qunsetenv("NORVANE_SIM_SPEED");
+}
+
+TEST_F(SetupViewTest, ControlReturnStartsFromTheKeyboard) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    auto* network = named<QLineEdit>(view, u"Network"_s);
+    network->setFocus();
+    QTest::keyClicks(network, u"Zefi"_s);
+    // Through the window, as a real key press comes, with the focus in the field.
+    QTest::keyClick(view.windowHandle(), Qt::Key_Return, Qt::ControlModifier);
+    // A shortcut presses the button visibly, which takes Qt's own brief animation.
+    ASSERT_TRUE(runUntil([this] { return !started.isEmpty(); }));
+    ASSERT_EQ(started.size(), 1);
+    EXPECT_EQ(started[0].network, u"Zefi"_s);
+    EXPECT_EQ(started[0].durationString, u"5m"_s);
+
+    QTest::keyClick(view.windowHandle(), Qt::Key_Enter, Qt::ControlModifier | Qt::KeypadModifier);
+    EXPECT_EQ(started.size(), 2) << "the keypad's Enter works alike";
+}
+
+TEST_F(SetupViewTest, ControlReturnDoesNothingWhileStartIsDisabled) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    QTest::keyClick(view.windowHandle(), Qt::Key_Return, Qt::ControlModifier);
+    QTest::keyClick(view.windowHandle(), Qt::Key_Enter, Qt::ControlModifier | Qt::KeypadModifier);
+    QTest::qWait(300); // longer than the button's press animation
+    EXPECT_TRUE(started.isEmpty());
+}
+
+TEST_F(SetupViewTest, ContinuousModeShowsTheProfilesWithTheirCaption) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    button(view, u"Run Continuously"_s)->click();
+    EXPECT_FALSE(button(view, u"5m"_s)->isVisible());
+    EXPECT_TRUE(button(view, u"Active"_s)->isVisible());
+    EXPECT_TRUE(button(view, u"Passive"_s)->isVisible());
+    EXPECT_TRUE(button(view, u"Active"_s)->isChecked());
+    EXPECT_TRUE(showsLabel(view, u"High-frequency testing for focused captures"_s));
+    button(view, u"Passive"_s)->click();
+    EXPECT_TRUE(showsLabel(view, u"Relaxed intervals for continuous monitoring"_s));
+    button(view, u"Run Continuously"_s)->click();
+    EXPECT_TRUE(button(view, u"Run Continuously"_s)->isChecked()) << "pressing the chosen half keeps it";
+
+    QTest::keyClicks(named<QLineEdit>(view, u"Network"_s), u"Starlink LEO"_s);
+    button(view, u"Start Monitoring"_s)->click();
+    ASSERT_EQ(started.size(), 1);
+    EXPECT_FALSE(started[0].durationString);
+    EXPECT_EQ(started[0].profile, CaptureProfile::passive);
+}
+
+TEST_F(SetupViewTest, NetworkSuggestionsShowOnFocusAndFollowTheKeyboard) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    auto* network = named<QLineEdit>(view, u"Network"_s);
+    auto* list = named<QListWidget>(view, u"Network suggestions"_s);
+    ASSERT_NE(list, nullptr);
+    QAbstractItemModelTester tester(list->model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    EXPECT_FALSE(list->isVisible());
+
+    network->setFocus();
+    ASSERT_TRUE(list->isVisible());
+    const QStringList shown = rows(list);
+    ASSERT_EQ(shown.size(), 7);
+    EXPECT_EQ(shown.first(5), SetupScreen::networkSeedRows.first(5)) << "the seeded history leads";
+
+    QTest::keyClick(network, Qt::Key_Down);
+    QTest::keyClick(network, Qt::Key_Down);
+    EXPECT_EQ(list->currentRow(), 1);
+    EXPECT_TRUE(network->hasFocus()) << "the field keeps the focus while the rows are walked";
+    QTest::keyClick(network, Qt::Key_Up);
+    QTest::keyClick(network, Qt::Key_Down);
+    QTest::keyClick(network, Qt::Key_Return);
+    EXPECT_EQ(network->text(), shown[1]);
+    EXPECT_EQ(view.model().network(), shown[1]);
+    EXPECT_FALSE(network->hasFocus());
+    EXPECT_FALSE(list->isVisible());
+}
+
+TEST_F(SetupViewTest, ClickingASuggestionFillsTheField) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    auto* network = named<QLineEdit>(view, u"Network"_s);
+    auto* list = named<QListWidget>(view, u"Network suggestions"_s);
+    network->setFocus();
+    ASSERT_TRUE(list->isVisible());
+    QListWidgetItem* third = list->item(2);
+    const QString text = third->text();
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(third).center());
+    EXPECT_EQ(network->text(), text);
+    EXPECT_FALSE(list->isVisible());
+}
+
+TEST_F(SetupViewTest, LocationSuggestionsWaitForText) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    auto* location = named<QLineEdit>(view, u"Location"_s);
+    auto* list = named<QListWidget>(view, u"Location suggestions"_s);
+    ASSERT_NE(list, nullptr);
+    QAbstractItemModelTester tester(list->model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    location->setFocus();
+    EXPECT_FALSE(list->isVisible()) << "a long history shows nothing under an empty field";
+    QTest::keyClicks(location, u"dal"_s);
+    ASSERT_TRUE(list->isVisible());
+    EXPECT_EQ(rows(list), (QStringList{u"DAL 709 JFK-SAN"_s, u"DAL 367 SAN-JFK"_s}));
+    QTest::keyClick(location, Qt::Key_Return);
+    EXPECT_EQ(location->text(), u"dal"_s) << "return without a highlighted row only leaves the field";
+    EXPECT_FALSE(location->hasFocus());
+    EXPECT_FALSE(list->isVisible());
+}
+
+TEST_F(SetupViewTest, VideoPanelOffersTheInstallAndShowsItsProgressAndError) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    EXPECT_TRUE(showsLabel(view, u"YouTube Quality Testing"_s));
+    EXPECT_TRUE(showsLabel(view, u"Measure video bitrate, quality, and buffering"_s));
+    QPushButton* enable = button(view, u"Enable"_s);
+    ASSERT_NE(enable, nullptr);
+    ASSERT_TRUE(enable->isVisible());
+    auto* spinner = named<QWidget>(view, u"Installing"_s);
+    ASSERT_NE(spinner, nullptr);
+    EXPECT_FALSE(spinner->isVisible());
+
+    enable->click();
+    EXPECT_FALSE(enable->isVisible());
+    EXPECT_TRUE(spinner->isVisible());
+    EXPECT_TRUE(showsLabel(view, u"Preparing download…"_s));
+    installProgress(u"(1/3) Downloading video test components… 10%"_s);
+    EXPECT_TRUE(showsLabel(view, u"(1/3) Downloading video test components… 10%"_s));
+
+    installFinished({Bootstrap::ChromiumInstallOutcome::Kind::exited, {}, 1, u"Error: no space left"_s});
+    EXPECT_TRUE(enable->isVisible()) << "the button can be pressed again";
+    EXPECT_FALSE(spinner->isVisible());
+    QLabel* error = label(view, u"Installation failed: Error: no space left"_s);
+    ASSERT_NE(error, nullptr);
+    EXPECT_TRUE(error->isVisible());
+    EXPECT_FALSE(showsLabel(view, u"(1/3) Downloading video test components… 10%"_s));
+}
+
+TEST_F(SetupViewTest, AvailableBrowserHidesThePanelAndAnnouncesVideoTestsOnce) {
+    browserInCache = true;
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    EXPECT_FALSE(showsLabel(view, u"YouTube Quality Testing"_s)) << "no panel while the check runs";
+    ASSERT_TRUE(pendingCheck);
+    std::exchange(pendingCheck, {})(true);
+    EXPECT_TRUE(showsLabel(view, u"YouTube video streaming tests enabled"_s));
+    EXPECT_FALSE(showsLabel(view, u"YouTube Quality Testing"_s));
+
+    QTest::keyClicks(named<QLineEdit>(view, u"Location"_s), u"Gate 12"_s);
+    button(view, u"Start Monitoring"_s)->click();
+    EXPECT_FALSE(showsLabel(view, u"YouTube video streaming tests enabled"_s));
+}
+
+TEST_F(SetupViewTest, StartDuringTheBrowserCheckWaitsForIt) {
+    browserInCache = true;
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    QTest::keyClicks(named<QLineEdit>(view, u"Location"_s), u"Gate 12"_s);
+    button(view, u"Start Monitoring"_s)->click();
+    EXPECT_TRUE(started.isEmpty());
+    std::exchange(pendingCheck, {})(false);
+    EXPECT_EQ(started.size(), 1);
+}
+
+TEST_F(SetupViewTest, FooterShowsTheReportedNetworkAndCountsDownToTheRetry) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    EXPECT_FALSE(named<QWidget>(view, u"Network name"_s)->isVisible());
+    state.pythonProcess().processLine(uR"({"event":"info","ssid":"CafeNet","rssi":-61})"_s);
+    EXPECT_TRUE(showsLabel(view, u"CafeNet"_s));
+    EXPECT_TRUE(showsLabel(view, u"-61 dBm"_s));
+
+    state.scheduleNextRetry();
+    EXPECT_TRUE(showsLabel(view, u"1 capture pending — retrying in 60s"_s));
+    clock.advance(10);
+    EXPECT_TRUE(showsLabel(view, u"1 capture pending — retrying in 50s"_s)) << "redrawn every second";
+    state.cancelPendingRetry();
+    EXPECT_FALSE(named<QWidget>(view, u"Pending upload"_s)->isVisible());
+}
+
+TEST_F(SetupViewTest, AppearingTakesTheNetworkTheToolLastReported) {
+    AppState state(log);
+    state.pythonProcess().processLine(uR"({"event":"info","ssid":"CafeNet"})"_s);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    EXPECT_EQ(named<QLineEdit>(view, u"Network"_s)->text(), u"CafeNet"_s);
+}
+
+TEST_F(SetupViewTest, TestHistoryAsksForThePicker) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    QSignalSpy spy(&view, &SetupView::historyRequested);
+    button(view, u"Test History"_s)->click();
+    EXPECT_EQ(spy.count(), 1);
+}
+
+TEST_F(SetupViewTest, UpdateBannerSlotTakesNoRoomUntilItHoldsABanner) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    QWidget* slot = view.updateBannerSlot();
+    EXPECT_FALSE(slot->isVisible());
+    auto* banner = new QLabel(u"A new version is available"_s);
+    slot->layout()->addWidget(banner);
+    QApplication::processEvents();
+    EXPECT_TRUE(slot->isVisible());
+    delete banner;
+    QApplication::processEvents();
+    EXPECT_FALSE(slot->isVisible());
+}
+
+TEST_F(SetupViewTest, EveryControlHasAnAccessibleName) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    const QList<QWidget*> widgets = view.findChildren<QWidget*>();
+    int controls = 0;
+    for (QWidget* widget : widgets) {
+        // The fields' clear buttons are Qt's own and named by Qt.
+        if (qobject_cast<QLineEdit*>(widget->parentWidget()))
+            continue;
+        if (qobject_cast<QAbstractButton*>(widget) || qobject_cast<QLineEdit*>(widget) ||
+            qobject_cast<QListWidget*>(widget)) {
+            ++controls;
+            EXPECT_FALSE(widget->accessibleName().isEmpty()) << widget->metaObject()->className();
+        }
+    }
+    EXPECT_GE(controls, 16);
+}
+
+TEST_F(SetupViewTest, HidingTheScreenForgetsAWaitingStart) {
+    browserInCache = true;
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    QTest::keyClicks(named<QLineEdit>(view, u"Location"_s), u"Gate 12"_s);
+    button(view, u"Start Monitoring"_s)->click();
+    view.hide();
+    std::exchange(pendingCheck, {})(true);
+    EXPECT_TRUE(started.isEmpty());
+}
+
+TEST_F(SetupViewTest, FollowsTheSchemeFromDarkBackToLight) {
+    // Whatever happens below, the tests after this one see the light scheme.
+    struct LightAfterwards {
+        ~LightAfterwards() { Theme::apply(*qApp, Theme::Scheme::Light); }
+    } lightAfterwards;
+    Theme::apply(*qApp, Theme::Scheme::Light);
+    AppState state(log);
+    // Inside another window, as in the program: a view that is itself a window hears of the application's
+    // new palette directly, one inside another widget only through its parent.
+    QWidget window;
+    auto* layout = new QVBoxLayout(&window);
+    layout->setContentsMargins(0, 0, 0, 0);
+    auto* view = new SetupView(state, fakeServices());
+    layout->addWidget(view);
+    showAndActivate(window);
+    auto* location = named<QLineEdit>(*view, u"Location"_s);
+    ASSERT_NE(location, nullptr);
+
+    // A pixel of the page with nothing on it, and one inside the empty field past its placeholder.
+    const QPoint emptyArea(4, 4);
+    const QPoint insideField = location->mapTo(view, QPoint(location->width() - 8, location->height() / 2));
+    QImage image;
+    auto lightness = [&image](QPoint point) {
+        const qreal ratio = image.devicePixelRatio();
+        return image.pixelColor(qRound(point.x() * ratio), qRound(point.y() * ratio)).lightness();
+    };
+    auto showScheme = [&](Theme::Scheme scheme) {
+        Theme::apply(*qApp, scheme);
+        QApplication::processEvents();
+        image = view->grab().toImage();
+    };
+
+    showScheme(Theme::Scheme::Dark);
+    EXPECT_LT(lightness(emptyArea), 80) << "background in the dark scheme";
+    EXPECT_LT(lightness(insideField), 80) << "location field in the dark scheme";
+
+    showScheme(Theme::Scheme::Light);
+    EXPECT_GT(lightness(emptyArea), 200) << "background back in the light scheme";
+    EXPECT_GT(lightness(insideField), 200) << "location field back in the light scheme";
+
+    showScheme(Theme::Scheme::Dark);
+    EXPECT_LT(lightness(emptyArea), 80) << "background in the dark scheme again";
+    EXPECT_LT(lightness(insideField), 80) << "location field in the dark scheme again";
+}
