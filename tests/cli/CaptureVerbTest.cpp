@@ -2,6 +2,7 @@
 
 #include "core/VirtualClock.h"
 #include "support/CliRun.h"
+#include "support/SimulatorJournal.h"
 #include "support/TempHome.h"
 #include "support/TestPaths.h"
 
@@ -169,13 +170,9 @@ TEST(CaptureVerb, NoUploadKeepsTheCaptureOnThisMachine) {
     EXPECT_TRUE(upload[u"upload_done"_s].toBool());
     EXPECT_EQ(upload[u"upload_total"_s].toInt(), 0);
     EXPECT_FALSE(QFile::exists(home.path() + u"/.norvane/uploaded.json"_s));
-    QFile invocations(record);
-    ASSERT_TRUE(invocations.open(QIODevice::ReadOnly));
     QStringList kinds;
-    for (const QByteArray& line : invocations.readAll().split('\n')) {
-        if (!line.trimmed().isEmpty())
-            kinds.append(QJsonDocument::fromJson(line).object()[u"kind"_s].toString());
-    }
+    for (const QJsonObject& entry : simulatorJournal(record))
+        kinds.append(entry[u"kind"_s].toString());
     EXPECT_EQ(kinds, QStringList{u"capture"_s});
 }
 

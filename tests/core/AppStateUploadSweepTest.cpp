@@ -12,6 +12,7 @@
 #include "subprocess/UploadRunner.h"
 #include "support/AppStateTestAccess.h"
 #include "support/LoggedText.h"
+#include "support/SimulatorJournal.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
@@ -604,14 +605,11 @@ protected:
         state->runUploadSweep(u"capture-complete"_s, true);
         ASSERT_TRUE(waitForRunnerEnd());
 
-        QFile journal(home.path() + u"/.norvane-sim/invocations.jsonl"_s);
-        ASSERT_TRUE(journal.open(QIODevice::ReadOnly));
-        const QList<QByteArray> lines = journal.readAll().trimmed().split('\n');
-        const QJsonObject entry = QJsonDocument::fromJson(lines.last()).object();
+        const QList<QJsonObject> journal = simulatorJournal(defaultJournalPath(home.path()));
+        ASSERT_FALSE(journal.isEmpty());
+        const QJsonObject entry = journal.last();
         EXPECT_EQ(entry[u"kind"_s].toString(), u"upload"_s);
-        QStringList argv;
-        for (const QJsonValue& value : entry[u"argv"_s].toArray())
-            argv.append(value.toString());
+        const QStringList argv = journalArguments(entry);
         EXPECT_EQ(argv, UploadRunner::buildArguments(PythonProcess::pythonSourceRoot(), capturesDir()));
         EXPECT_FALSE(argv.join(u' ').contains(u"privacy"_s));
         EXPECT_FALSE(entry[u"env"_s].toObject().contains(u"WIFI_INFO_PATH"_s));

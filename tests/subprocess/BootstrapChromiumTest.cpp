@@ -8,6 +8,7 @@
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/LoggedText.h"
+#include "support/SimulatorJournal.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
@@ -199,26 +200,9 @@ protected:
     // Lets the event loop run a while, for the answers that must not come.
     static void settle() { QTest::qWait(50); }
 
-    QList<QJsonObject> journal() const {
-        QList<QJsonObject> entries;
-        QFile file(home.path() + u"/.norvane-sim/invocations.jsonl"_s);
-        if (!file.open(QIODevice::ReadOnly))
-            return entries;
-        const QList<QByteArray> lines = file.readAll().split('\n');
-        for (const QByteArray& line : lines) {
-            if (!line.trimmed().isEmpty())
-                entries.append(QJsonDocument::fromJson(line).object());
-        }
-        return entries;
-    }
+    QList<QJsonObject> journal() const { return simulatorJournal(defaultJournalPath(home.path())); }
 
-    static QStringList argv(const QJsonObject& entry) {
-        QStringList values;
-        const QJsonArray array = entry.value(u"argv"_s).toArray();
-        for (const QJsonValue& value : array)
-            values.append(value.toString());
-        return values;
-    }
+    static QStringList argv(const QJsonObject& entry) { return journalArguments(entry); }
 
     std::optional<bool> verify() {
         std::optional<bool> answer;

@@ -7,6 +7,7 @@
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/LoggedText.h"
+#include "support/SimulatorJournal.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
@@ -97,18 +98,7 @@ protected:
 
     QString logText() { return loggedText(log); }
 
-    QList<QJsonObject> journal() const {
-        QList<QJsonObject> entries;
-        QFile file(home.path() + u"/.norvane-sim/invocations.jsonl"_s);
-        if (!file.open(QIODevice::ReadOnly))
-            return entries;
-        const QList<QByteArray> lines = file.readAll().split('\n');
-        for (const QByteArray& line : lines) {
-            if (!line.trimmed().isEmpty())
-                entries.append(QJsonDocument::fromJson(line).object());
-        }
-        return entries;
-    }
+    QList<QJsonObject> journal() const { return simulatorJournal(defaultJournalPath(home.path())); }
 };
 
 TEST_F(UploadRunnerTest, MissingUvReportsExitOneAtOnce) {

@@ -5,6 +5,7 @@
 #include "core/VirtualClock.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
+#include "support/SimulatorJournal.h"
 #include "support/TempHome.h"
 #include "views/Theme.h"
 
@@ -114,26 +115,9 @@ protected:
         return texts;
     }
 
-    QList<QJsonObject> journal() const {
-        QList<QJsonObject> entries;
-        QFile file(home.path() + u"/.norvane-sim/invocations.jsonl"_s);
-        if (!file.open(QIODevice::ReadOnly))
-            return entries;
-        const QList<QByteArray> lines = file.readAll().split('\n');
-        for (const QByteArray& line : lines) {
-            if (!line.trimmed().isEmpty())
-                entries.append(QJsonDocument::fromJson(line).object());
-        }
-        return entries;
-    }
+    QList<QJsonObject> journal() const { return simulatorJournal(defaultJournalPath(home.path())); }
 
-    static QStringList argv(const QJsonObject& entry) {
-        QStringList values;
-        const QJsonArray array = entry.value(u"argv"_s).toArray();
-        for (const QJsonValue& value : array)
-            values.append(value.toString());
-        return values;
-    }
+    static QStringList argv(const QJsonObject& entry) { return journalArguments(entry); }
 
     static bool runUntil(const std::function<bool()>& done) {
         QElapsedTimer real;

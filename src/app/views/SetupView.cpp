@@ -59,6 +59,20 @@ QLabel* headingLabel(const QString& text) {
     return label;
 }
 
+// One rounded choice of a row of them: checkable, one of its group, as wide as the row allows.
+template <typename Action>
+QPushButton* addPill(const QString& title, QButtonGroup* group, QHBoxLayout* row, Action action) {
+    auto* button = new QPushButton(title);
+    button->setCheckable(true);
+    button->setObjectName(u"pill"_s);
+    button->setAccessibleName(title);
+    button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    QObject::connect(button, &QPushButton::clicked, button, action);
+    group->addButton(button);
+    row->addWidget(button);
+    return button;
+}
+
 // An icon drawn at a size relative to the text beside it, sharp on high-density screens.
 QLabel* iconLabel(const QString& symbol, double lines, QWidget* reference) {
     auto* label = new QLabel;
@@ -263,19 +277,11 @@ void SetupView::build() {
         auto* group = new QButtonGroup(m_pillRow);
         const QList<DurationPill> pills = m_model->durationPills();
         for (const DurationPill& pill : pills) {
-            auto* button = new QPushButton(pill.title);
-            button->setCheckable(true);
-            button->setObjectName(u"pill"_s);
-            button->setAccessibleName(pill.title);
-            button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
             const QString duration = pill.title;
-            connect(button, &QPushButton::clicked, this, [this, duration] {
+            m_pills.append(addPill(pill.title, group, row, [this, duration] {
                 m_model->setSelectedDuration(duration);
                 refresh();
-            });
-            group->addButton(button);
-            row->addWidget(button);
-            m_pills.append(button);
+            }));
         }
     }
     column->addWidget(m_pillRow);
@@ -291,19 +297,11 @@ void SetupView::build() {
         auto* group = new QButtonGroup(m_profileBlock);
         const QList<ProfileButton> profiles = m_model->profileButtons();
         for (const ProfileButton& profile : profiles) {
-            auto* button = new QPushButton(profile.title);
-            button->setCheckable(true);
-            button->setObjectName(u"pill"_s);
-            button->setAccessibleName(profile.title);
-            button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
             const CaptureProfile value = profile.profile;
-            connect(button, &QPushButton::clicked, this, [this, value] {
+            m_profileButtons.append(addPill(profile.title, group, row, [this, value] {
                 m_model->setSelectedProfile(value);
                 refresh();
-            });
-            group->addButton(button);
-            row->addWidget(button);
-            m_profileButtons.append(button);
+            }));
         }
         block->addLayout(row);
         m_profileCaption = captionLabel();
