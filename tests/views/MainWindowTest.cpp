@@ -11,6 +11,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
@@ -140,6 +141,22 @@ TEST_F(MainWindowTest, ClosingTheWindowDuringACaptureAsksFirstAndKeepsTheWindow)
     window.quitAlert()->escapeButton()->click();
     QApplication::processEvents();
     EXPECT_FALSE(app.showQuitConfirmation());
+}
+
+TEST_F(MainWindowTest, UpdateGateCoversTheScreensWhileTheyGoOnBehindIt) {
+    NorvaneApp app(log);
+    MainWindow window(app);
+    window.show();
+    auto* notice = new QLabel(u"update required"_s);
+    window.showUpdateGate(notice);
+    EXPECT_TRUE(window.isUpdateGateShown());
+    EXPECT_TRUE(notice->isVisible());
+    app.appState().startReplay(CaptureConfig{});
+    EXPECT_EQ(window.currentScreenName(), u"running"_s);
+    EXPECT_TRUE(window.isUpdateGateShown());
+    window.removeUpdateGate();
+    EXPECT_FALSE(window.isUpdateGateShown());
+    EXPECT_EQ(window.currentScreenName(), u"running"_s);
 }
 
 } // namespace

@@ -69,9 +69,11 @@ MainWindow::MainWindow(NorvaneApp& app, QWidget* parent)
     setMinimumSize(minimumWidth, minimumHeight);
     resize(defaultWidth, defaultHeight);
 
-    m_screens = new QStackedWidget(this);
+    m_content = new QStackedWidget(this);
+    m_screens = new QStackedWidget(m_content);
     m_screens->setAccessibleName(u"Norvane"_s);
-    setCentralWidget(m_screens);
+    m_content->addWidget(m_screens);
+    setCentralWidget(m_content);
     buildMenus();
 
     AppState& state = m_app.appState();
@@ -129,6 +131,26 @@ void MainWindow::showScreen(AppState::Screen screen) {
         m_screens->removeWidget(old);
         old->deleteLater();
     }
+}
+
+void MainWindow::showUpdateGate(QWidget* notice) {
+    removeUpdateGate();
+    m_updateGate = notice;
+    m_content->addWidget(notice);
+    m_content->setCurrentWidget(notice);
+}
+
+void MainWindow::removeUpdateGate() {
+    if (!m_updateGate)
+        return;
+    m_content->removeWidget(m_updateGate);
+    m_updateGate->deleteLater();
+    m_updateGate = nullptr;
+    m_content->setCurrentWidget(m_screens);
+}
+
+bool MainWindow::isUpdateGateShown() const {
+    return m_updateGate && m_content->currentWidget() == m_updateGate;
 }
 
 QString MainWindow::currentScreenName() const {

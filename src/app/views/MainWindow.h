@@ -27,6 +27,12 @@ public:
     // The quit confirmation while it is up.
     QMessageBox* quitAlert() const;
 
+    // A notice that takes the window's content over, as a required update does; the screens go on behind
+    // it and come back when it is taken away. The window owns the notice.
+    void showUpdateGate(QWidget* notice);
+    void removeUpdateGate();
+    bool isUpdateGateShown() const;
+
 signals:
     // "Test History" on the setup screen; the capture picker window answers it.
     void captureHistoryRequested();
@@ -43,7 +49,9 @@ private:
     void updateQuitAlert();
 
     NorvaneApp& m_app;
+    QStackedWidget* m_content = nullptr; // the screens, or the update gate over them
     QStackedWidget* m_screens = nullptr;
+    QPointer<QWidget> m_updateGate;
     QHash<AppState::Screen, QWidget*> m_pages;
     QPointer<QMessageBox> m_quitAlert;
 };
