@@ -113,7 +113,7 @@ TEST_F(MainWindowTest, QuitDuringACaptureAsksWithTheAlertsWordsAndCancelKeepsGoi
     action(window, u"Quit Norvane"_s)->trigger();
     QMessageBox* alert = window.quitAlert();
     ASSERT_NE(alert, nullptr);
-    EXPECT_EQ(alert->text(), u"A test is running"_s);
+    EXPECT_EQ(alert->text(), u"<b>A test is running</b>"_s);
     EXPECT_EQ(alert->windowTitle(), u"A test is running"_s);
     EXPECT_EQ(alert->informativeText(),
               u"Stopping now will end the current capture. Results collected so far will be saved."_s);

@@ -173,6 +173,8 @@ void MainWindow::updateQuitAlert() {
     const QuitAlert alert = m_app.quitAlert();
     // The title doubles as the heading: many desktops show a dialog's window title small or not at all.
     auto* box = new QMessageBox(QMessageBox::Warning, alert.title, alert.title, QMessageBox::NoButton, this);
+    box->setTextFormat(Qt::RichText);
+    box->setText(u"<b>"_s + alert.title.toHtmlEscaped() + u"</b>"_s);
     box->setInformativeText(alert.message);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setWindowModality(Qt::WindowModal);
