@@ -113,7 +113,7 @@ TEST_F(UploadRunnerTest, UvThatCannotStartReportsExitOne) {
     QDir().mkpath(home.path() + u"/.local/bin"_s);
     QFile uv(home.path() + u"/.local/bin/uv"_s);
     ASSERT_TRUE(uv.open(QIODevice::WriteOnly));
-    uv.write(QByteArray("\x7f\x01\x02\x03 not a program", 20));
+    uv.write(QByteArray("\x7f\x01\x02\x03 not a program"));
     uv.close();
     uv.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     runner.run(captures.path());
