@@ -31,8 +31,11 @@ inline constexpr double bandOpacity = 0.12;
 // Lost samples have no round trip, so their crosses sit near the top: the scale ends at one and a half
 // times the 99th percentile, which leaves that stripe free of dots.
 inline constexpr double lossMarkHeight = 0.95;
-// A window whose samples all share one moment still gets a readable time axis.
-inline constexpr double shortestSpanMs = 1000;
+// Labels on the time axis, which reads to the second.
+inline constexpr int timeTickCount = 5;
+// A window of a few seconds, or of one moment, still gets a time axis whose labels differ: at least a
+// second from one label to the next.
+inline constexpr double shortestSpanMs = (timeTickCount - 1) * 1000.0;
 // The chart follows its inputs at most twice a second, as the latency series itself does.
 inline constexpr double rebuildIntervalSeconds = 0.5;
 

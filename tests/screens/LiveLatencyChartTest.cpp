@@ -213,9 +213,16 @@ TEST(LiveLatencyChartXDomain, SpansTheEarliestToTheLatestSample) {
     EXPECT_FALSE(xDomain({}));
 }
 
-TEST(LiveLatencyChartXDomain, SamplesOfOneInstantGetOneSecond) {
+TEST(LiveLatencyChartXDomain, SamplesOfOneInstantGetASecondForEachStepBetweenTimeLabels) {
     const QList<LatencyPoint> points = {sample(7, 1), sample(7, 2), sample(7, 3)};
-    EXPECT_EQ(xDomain(window(points)), (ClosedRange{ms(7), ms(8)}));
+    EXPECT_EQ(xDomain(window(points)), (ClosedRange{ms(7), ms(11)}));
+}
+
+TEST(LiveLatencyChartXDomain, AFewSecondsWidenSoThatNoTwoTimeLabelsRepeat) {
+    const QList<LatencyPoint> points = {sample(7, 1), sample(8, 2), sample(9, 3)};
+    EXPECT_EQ(xDomain(window(points)), (ClosedRange{ms(7), ms(11)}));
+    const QList<LatencyPoint> longer = {sample(7, 1), sample(12, 2), sample(13, 3)};
+    EXPECT_EQ(xDomain(window(longer)), (ClosedRange{ms(7), ms(13)}));
 }
 
 TEST(LiveLatencyChartBands, OnlyRangesThatTouchTheWindowAreDrawnCutToIt) {

@@ -245,7 +245,7 @@ LiveLatencyChartView::LiveLatencyChartView(AppState& state, QWidget* parent)
 
     m_xAxis = new QDateTimeAxis(m_chart);
     m_xAxis->setFormat(u"HH:mm:ss"_s);
-    m_xAxis->setTickCount(5);
+    m_xAxis->setTickCount(LiveLatencyChart::timeTickCount);
     m_yAxis = new QValueAxis(m_chart);
     m_yAxis->setLabelFormat(u"%.0f"_s);
     m_yAxis->setTickType(QValueAxis::TicksDynamic);
