@@ -65,8 +65,9 @@ OFFLINE_NETWORK = (
     "error: Failed to download CPython 3.12 because network access is disabled (running with --offline)\n")
 
 NO_MODULE = (
-    "/root/.local/share/uv/python/cpython-3.12.11-linux-x86_64-gnu/bin/python3: Error while finding module "
-    "specification for 'norvane.cli' (ModuleNotFoundError: No module named 'norvane')\n")
+    "Traceback (most recent call last):\n"
+    "  File \"<frozen runpy>\", line 189, in _run_module_as_main\n"
+    "ModuleNotFoundError: No module named 'norvane'\n")
 
 NO_MODULE_UNQUOTED = "ModuleNotFoundError: No module named norvane\n"
 
