@@ -160,18 +160,7 @@ void AppState::beginSession(const CaptureConfig& config) {
     m_currentWindowWorstQuality.reset();
     m_videoStreamingRanges = keptVideoRanges;
 
-    emit sessionChanged();
-    emit errorMessageChanged();
-    emit warningsChanged();
-    emit statsChanged();
-    emit latestProbeTickChanged();
-    emit activityChanged();
-    emit throughputStateChanged();
-    emit latencyPointsChanged();
-    emit seriesChanged();
-    emit videoResultsChanged();
-    emit blockedProbesChanged();
-    emit uploadStateChanged();
+    notifyWholeSession();
 
     stopHoneycombTimer();
     startFlushTimer();
@@ -377,16 +366,7 @@ void AppState::loadCapture(const QString& csvPath) {
     // An old capture shows no upload state.
     m_upload.uploadDone = true;
 
-    emit sessionChanged();
-    emit errorMessageChanged();
-    emit warningsChanged();
-    emit statsChanged();
-    emit latestProbeTickChanged();
-    emit activityChanged();
-    emit throughputStateChanged();
-    emit latencyPointsChanged();
-    emit seriesChanged();
-    emit uploadStateChanged();
+    notifyWholeSession();
     setScreen(Screen::results);
 }
 
@@ -445,6 +425,21 @@ void AppState::honeycombTick() {
 }
 
 // --- small helpers -----------------------------------------------------------------------------------
+
+void AppState::notifyWholeSession() {
+    emit sessionChanged();
+    emit errorMessageChanged();
+    emit warningsChanged();
+    emit statsChanged();
+    emit latestProbeTickChanged();
+    emit activityChanged();
+    emit throughputStateChanged();
+    emit latencyPointsChanged();
+    emit seriesChanged();
+    emit videoResultsChanged();
+    emit blockedProbesChanged();
+    emit uploadStateChanged();
+}
 
 void AppState::setScreen(Screen screen) {
     if (m_screen == screen)

@@ -279,6 +279,8 @@ private:
     void reduceUploadProgress(const UploadProgressEvent& event);
     void releaseUploadRunner();
     void replaceDiagnostics(std::unique_ptr<ConnectivityDiagnostics> diagnostics);
+    // After a reset or a load, every observer looks again at everything.
+    void notifyWholeSession();
     void idleUploadTick();
     void resetThroughputState();
     void closeOpenRanges(QList<SpeedTestRange>& ranges, const QDateTime& end);

@@ -1,5 +1,7 @@
 #include "HoneycombView.h"
 
+#include "Theme.h"
+
 #include "RunningParts.h"
 #include "core/AppState.h"
 
@@ -24,10 +26,6 @@ QColor blackOrWhite(bool white, double opacity) {
 }
 
 } // namespace
-
-bool HoneycombView::isDarkScheme(const QPalette& palette) {
-    return palette.color(QPalette::Window).lightnessF() < 0.5;
-}
 
 QColor HoneycombView::backgroundColor(bool dark) {
     return dark ? grey(0.06) : grey(0.92);
@@ -144,7 +142,7 @@ void HoneycombView::showEvent(QShowEvent* event) {
 }
 
 void HoneycombView::paintEvent(QPaintEvent*) {
-    const bool dark = isDarkScheme(palette());
+    const bool dark = Theme::isDark(palette());
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
 

@@ -27,9 +27,6 @@ public:
     // The label's size against the body text, as 9 points stand to 13.
     static constexpr double labelFontScale = 9.0 / 13.0;
     static constexpr double labelPlateOpacity = 0.85;
-
-    // Colours of the two schemes. A cell with no quality isn't drawn: the background shows.
-    static bool isDarkScheme(const QPalette& palette);
     static QColor backgroundColor(bool dark);
     static QColor borderColor(bool dark);
     static QColor labelColor(bool dark);

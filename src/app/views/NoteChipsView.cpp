@@ -1,5 +1,7 @@
 #include "NoteChipsView.h"
 
+#include "Theme.h"
+
 #include "FlowLayout.h"
 #include "HoneycombView.h"
 #include "RunningParts.h"
@@ -81,7 +83,7 @@ QSize NoteChipButton::minimumSizeHint() const {
 }
 
 void NoteChipButton::paintEvent(QPaintEvent*) {
-    const bool dark = HoneycombView::isDarkScheme(palette());
+    const bool dark = Theme::isDark(palette());
     const QColor accent = palette().color(QPalette::Highlight);
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);

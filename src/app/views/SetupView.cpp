@@ -1,6 +1,7 @@
 #include "SetupView.h"
 
 #include "Spinner.h"
+#include "Theme.h"
 
 #include "Icons.h"
 #include "core/AppState.h"
@@ -104,10 +105,6 @@ protected:
 private:
     void updateVisibility() { setVisible(!findChildren<QWidget*>(Qt::FindDirectChildrenOnly).isEmpty()); }
 };
-
-bool isDark(const QPalette& palette) {
-    return palette.color(QPalette::Window).lightness() < 128;
-}
 
 QString rgba(QColor colour, double alpha) {
     return u"rgba(%1, %2, %3, %4)"_s.arg(colour.red())
@@ -426,7 +423,7 @@ void SetupView::build() {
 
 void SetupView::applyColours() {
     const QPalette colours = palette();
-    const bool dark = isDark(colours);
+    const bool dark = Theme::isDark(colours);
     const QColor highlight = colours.color(QPalette::Highlight);
     const QColor highlightedText = colours.color(QPalette::HighlightedText);
     const QColor button = colours.color(QPalette::Button);

@@ -43,6 +43,10 @@ void apply(QApplication& app, Scheme scheme) {
     app.setPalette(dark);
 }
 
+bool isDark(const QPalette& palette) {
+    return palette.color(QPalette::Window).lightness() < 128;
+}
+
 const char* name(Scheme scheme) {
     return scheme == Scheme::Light ? "light" : "dark";
 }
