@@ -3,7 +3,6 @@
 #include "Theme.h"
 
 #include "FlowLayout.h"
-#include "HoneycombView.h"
 #include "RunningParts.h"
 #include "core/AppState.h"
 
