@@ -52,6 +52,18 @@ const QHash<QString, QStringList>& themeNames() {
         {u"point.3.connected.trianglepath.dotted"_s, {u"network-workgroup"_s, u"network-wired"_s}},
         {u"network"_s, {u"network-workgroup"_s, u"network-wired"_s}},
         {u"arrow.clockwise.icloud"_s, {u"view-refresh"_s, u"folder-sync"_s}},
+        {u"checkmark.icloud"_s, {u"emblem-ok"_s, u"folder-cloud"_s}},
+        {u"exclamationmark.icloud"_s, {u"dialog-warning"_s, u"folder-cloud"_s}},
+        {u"icloud.slash"_s, {u"network-offline"_s, u"folder-cloud"_s}},
+        {u"doc.text.magnifyingglass"_s, {u"edit-find"_s, u"system-search"_s}},
+        {u"chart.line.downtrend.xyaxis"_s, {u"office-chart-line"_s, u"view-statistics"_s}},
+        {u"checkmark.seal.fill"_s, {u"emblem-ok"_s, u"dialog-ok"_s}},
+        {u"calendar"_s, {u"x-office-calendar"_s, u"appointment-new"_s}},
+        {u"clock"_s, {u"appointment-soon"_s, u"document-open-recent"_s}},
+        {u"number"_s, {u"format-list-numbered"_s}},
+        {u"lock"_s, {u"security-high"_s, u"changes-prevent"_s}},
+        {u"tag"_s, {u"tag"_s, u"bookmark-new"_s}},
+        {u"xmark.circle"_s, {u"edit-clear"_s, u"window-close"_s}},
     };
     return names;
 }
