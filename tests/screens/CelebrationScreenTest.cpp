@@ -2,17 +2,13 @@
 
 #include "capture/ResultsAnalysis.h"
 #include "core/AppState.h"
-#include "core/VirtualClock.h"
-#include "services/FileLogger.h"
-#include "subprocess/PythonProcess.h"
 #include "support/CaptureLines.h"
-#include "support/TempHome.h"
+#include "support/ReplayedSession.h"
 
 #include <gtest/gtest.h>
 
 #include <QSet>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 
 using namespace Qt::StringLiterals;
 using Appreciation = TriviaContent::Appreciation;
@@ -247,25 +243,17 @@ TEST(CelebrationMessage, TheRunLastsAsLongAsTheCompleteEventSaysElseTheElapsedTi
 
 // --- the sequence on a session -------------------------------------------------------------------------
 
-class CelebrationScreenTest : public ::testing::Test {
+class CelebrationScreenTest : public ReplayedSession {
 protected:
-    TempHome home;
-    VirtualClock time;
-    ScopedVirtualTime scope{time};
-    QTemporaryDir logDir;
-    FileLogger log{logDir.path()};
-    AppState state{log};
     CelebrationScreen screen{state};
     QDateTime start;
 
     void SetUp() override {
-        state.setUploadsSuppressed(true);
-        state.startReplay(CaptureConfig{});
+        ReplayedSession::SetUp();
         screen.setAppreciations(oneOfEachCategory());
         screen.setRandomSeed(7);
     }
 
-    void feed(const QString& line) { state.pythonProcess().processLine(line); }
     // Five answered pings at `rttMs`, fast speed tests, and the end of a run of `seconds`.
     void finishCapture(double rttMs, double seconds = 62) {
         for (int second = 1; second <= 5; ++second)

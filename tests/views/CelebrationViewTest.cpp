@@ -1,12 +1,9 @@
 #include "views/CelebrationView.h"
 
 #include "core/AppState.h"
-#include "core/VirtualClock.h"
 #include "screens/CelebrationScreen.h"
-#include "services/FileLogger.h"
-#include "subprocess/PythonProcess.h"
 #include "support/CaptureLines.h"
-#include "support/TempHome.h"
+#include "support/ReplayedSession.h"
 #include "views/Theme.h"
 
 #include <gtest/gtest.h>
@@ -14,29 +11,17 @@
 #include <QApplication>
 #include <QDir>
 #include <QStackedWidget>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
 using Screen = AppState::Screen;
 
-class CelebrationViewTest : public ::testing::Test {
+class CelebrationViewTest : public ReplayedSession {
 protected:
-    TempHome home;
-    VirtualClock time;
-    ScopedVirtualTime scope{time};
-    QTemporaryDir logDir;
-    FileLogger log{logDir.path()};
-    AppState state{log};
     QDateTime shownAt;
 
-    void SetUp() override {
-        state.setUploadsSuppressed(true);
-        state.startReplay(CaptureConfig{});
-    }
     void TearDown() override { Theme::apply(*qApp, Theme::Scheme::Light); }
 
-    void feed(const QString& line) { state.pythonProcess().processLine(line); }
     void finishCapture(double rttMs, bool withVideo = false) {
         for (int second = 1; second <= 5; ++second)
             feed(CaptureLines::ping(rttMs, second));
