@@ -252,6 +252,11 @@ void AppState::finishingWaitRanOut() {
         setScreen(Screen::celebration);
 }
 
+void AppState::showResults() {
+    if (m_screen == Screen::celebration)
+        setScreen(Screen::results);
+}
+
 void AppState::enterDiagnostics(const QString& processError) {
     if (m_screen == Screen::diagnostics)
         return;
