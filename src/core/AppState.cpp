@@ -253,8 +253,7 @@ void AppState::finishingWaitRanOut() {
 }
 
 void AppState::showResults() {
-    if (m_screen == Screen::celebration)
-        setScreen(Screen::results);
+    setScreen(Screen::results);
 }
 
 void AppState::enterDiagnostics(const QString& processError) {

@@ -70,8 +70,7 @@ public:
     // The finishing screen waited long enough for a termination notice that never came: a capture still
     // finishing moves on to the celebration, with or without its complete event.
     void finishingWaitRanOut();
-    // The celebration is over, by its own timing or a click: a capture still celebrating shows its
-    // results. Any other screen is left alone.
+    // Shows the results of what the session holds, such as the partial results of a failed run.
     void showResults();
     void enterDiagnostics(const QString& processError);
     void dismissDiagnostics();

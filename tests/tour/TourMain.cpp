@@ -103,6 +103,8 @@ int main(int argc, char* argv[]) {
     // The whole tour runs on a clock of its own, so that two minutes of capture take no time at all.
     const QByteArray good = recording(u"good-two-minutes.jsonl"_s);
     const QByteArray geo = recording(u"geo-two-minutes.jsonl"_s);
+    const QByteArray goodComplete = recording(u"good-complete-two-minutes.jsonl"_s);
+    const QByteArray cellularComplete = recording(u"cellular-complete-two-minutes.jsonl"_s);
     VirtualClock time(Replay::firstTimestamp(good).value_or(VirtualClock::defaultStart()).addSecs(-5));
     ScopedVirtualTime scope(time);
 
@@ -120,11 +122,24 @@ int main(int argc, char* argv[]) {
     CaptureConfig flight = hotel;
     flight.location = u"Flight LX 38, seat 14A"_s;
     flight.network = u"SkyConnect"_s;
+    CaptureConfig train = hotel;
+    train.location = u"Train ICE 1012, coach 7"_s;
+    train.network = u"Pixel hotspot"_s;
 
     // Each capture starts from the setup screen, as a user's would, so that every view is built anew.
     auto startCapture = [&](const CaptureConfig& config) {
         state.newCapture();
         state.startReplay(config);
+        settle();
+    };
+    // A recording made on another day starts where its clock starts; nothing runs on the way there.
+    auto playFinished = [&](const CaptureConfig& config, const QByteArray& stream) {
+        state.newCapture();
+        const QDateTime start = Replay::firstTimestamp(stream).value_or(time.now()).addSecs(-5);
+        if (start > time.now())
+            time.jump(double(time.now().msecsTo(start)) / 1000.0);
+        state.startReplay(config);
+        Replay::play(stream, state, time);
         settle();
     };
 
@@ -164,6 +179,19 @@ int main(int argc, char* argv[]) {
              norvane.cancelQuit();
              AppStateTestAccess::setScreen(state, AppState::Screen::finishing);
          }},
+        // The reveal on the capture's own timing: figures counting up, then the verdict with its ring.
+        {u"celebration-good-revealing"_s,
+         [&] {
+             playFinished(hotel, goodComplete);
+             time.advance(0.6);
+         }},
+        {u"celebration-good-verdict"_s, [&] { time.advance(1.2); }},
+        {u"celebration-impaired-revealing"_s,
+         [&] {
+             playFinished(train, cellularComplete);
+             time.advance(0.6);
+         }},
+        {u"celebration-impaired-verdict"_s, [&] { time.advance(1.2); }},
     };
 
     QTextStream out(stdout);

@@ -1,5 +1,6 @@
 #include "MainWindow.h"
 
+#include "CelebrationView.h"
 #include "FinishingView.h"
 #include "RunningView.h"
 #include "SetupView.h"
@@ -111,8 +112,9 @@ QWidget* MainWindow::makeScreen(AppState::Screen screen) {
         return new RunningView(state);
     case AppState::Screen::finishing:
         return new FinishingView(state);
-    case AppState::Screen::bootstrapping:
     case AppState::Screen::celebration:
+        return new CelebrationView(state);
+    case AppState::Screen::bootstrapping:
     case AppState::Screen::results:
     case AppState::Screen::diagnostics:
         break;
