@@ -56,6 +56,7 @@ UploadStatusView::UploadStatusView(AppState& state, QWidget* parent)
     m_textLine = new QWidget(this);
     QHBoxLayout* textLayout = lineLayout(m_textLine);
     m_spinner = new Spinner(1.0, m_textLine);
+    m_spinner->setObjectName(u"uploadSpinner"_s);
     m_spinner->setAccessibleName(u"Working"_s);
     m_textIcon = SymbolLabel::make(m_textLine);
     m_text = makeText(m_textLine);
