@@ -147,6 +147,7 @@ ResultsView::ResultsView(AppState& state, QWidget* parent)
     column->addWidget(divider);
 
     // 3, 4. The cards.
+    column->addSpacing(line / 2);
     buildCards(column, content);
 
     // 5. The latency chart with the loss strip.
@@ -164,6 +165,7 @@ ResultsView::ResultsView(AppState& state, QWidget* parent)
     column->addWidget(bottomBox);
 
     // 7. The upload status, and where the files are.
+    column->addSpacing(line / 2);
     m_uploadStatus = new UploadStatusView(m_state, content);
     column->addWidget(m_uploadStatus);
     QLabel* folder = SymbolLabel::make(ResultsScreen::folderIcon, content);
@@ -213,10 +215,10 @@ ResultsView::ResultsView(AppState& state, QWidget* parent)
 QWidget* ResultsView::buildHeader(QWidget* parent) {
     auto* header = new QWidget(parent);
     header->setObjectName(u"resultsHeader"_s);
-    auto* layout = new QHBoxLayout(header);
+    // The title and the actions share the first line; the facts and the verdict take the whole width
+    // below them, so that they wrap as late as possible.
+    auto* layout = new QVBoxLayout(header);
     layout->setContentsMargins(0, 0, 0, 0);
-
-    auto* left = new QVBoxLayout;
     auto* titleRow = new QHBoxLayout;
     m_title = new QLabel(header);
     QFont titleFont = scaled(m_title->font(), 1.5);
@@ -228,24 +230,24 @@ QWidget* ResultsView::buildHeader(QWidget* parent) {
     check->setObjectName(u"resultsCheck"_s);
     titleRow->addWidget(check);
     titleRow->addWidget(m_title, 1);
-    left->addLayout(titleRow);
+    layout->addLayout(titleRow);
     SymbolLabel::set(check, m_model->header().checkIcon, qColor(ResultsPalette::downloadColor()));
 
     m_factsBox = new QWidget(header);
     m_factsBox->setObjectName(u"resultsFacts"_s);
-    m_facts = new FlowLayout(m_factsBox, fontMetrics().height());
+    // Close enough to read as one line of facts, far enough apart to tell them from each other.
+    m_facts = new FlowLayout(m_factsBox, fontMetrics().height() * 2 / 3);
     m_facts->setContentsMargins(0, 0, 0, 0);
     QFont factsFont = scaled(m_factsBox->font(), 0.9);
     m_factsBox->setFont(factsFont);
-    left->addWidget(m_factsBox);
+    layout->addWidget(m_factsBox);
 
     m_quality = new QLabel(header);
     m_quality->setObjectName(u"resultsQuality"_s);
     m_quality->setWordWrap(true);
     m_quality->setTextFormat(Qt::RichText);
     m_quality->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
-    left->addWidget(m_quality);
-    layout->addLayout(left, 1);
+    layout->addWidget(m_quality);
 
     m_shareButton = makeButton(ResultsScreen::shareText, u"square.and.arrow.up"_s, header);
     m_historyButton = makeButton(ResultsScreen::historyText, u"clock.arrow.circlepath"_s, header);
@@ -254,12 +256,9 @@ QWidget* ResultsView::buildHeader(QWidget* parent) {
     connect(m_shareButton, &QPushButton::clicked, this, [this] { m_model->copyShareLink(); });
     connect(m_historyButton, &QPushButton::clicked, this, &ResultsView::historyRequested);
     connect(m_newTestButton, &QPushButton::clicked, this, [this] { m_model->newCapture(); });
-    auto* buttons = new QHBoxLayout;
-    buttons->addWidget(m_shareButton);
-    buttons->addWidget(m_historyButton);
-    buttons->addWidget(m_newTestButton);
-    layout->addLayout(buttons);
-    layout->setAlignment(buttons, Qt::AlignTop | Qt::AlignRight);
+    titleRow->addWidget(m_shareButton);
+    titleRow->addWidget(m_historyButton);
+    titleRow->addWidget(m_newTestButton);
     return header;
 }
 
@@ -278,6 +277,7 @@ void ResultsView::buildCards(QVBoxLayout* column, QWidget* parent) {
     m_videoSection->setObjectName(u"videoSection"_s);
     auto* video = new QVBoxLayout(m_videoSection);
     video->setContentsMargins(0, 0, 0, 0);
+    video->addSpacing(fontMetrics().height() / 2);
     video->addWidget(makeSectionTitle(ResultsScreen::videoStreamingText, m_videoSection));
     auto* videoRow = new QHBoxLayout;
     for (int index = 0; index < videoCardCount; ++index) {
