@@ -18,7 +18,6 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QDir>
-#include <QFile>
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
@@ -357,57 +356,6 @@ TEST_F(ResultsViewTest, RendersInBothSchemes) {
         uploadEvent(UploadSummaryEvent{1, 1});
         open(QSize(600, 450));
         savePicture(u"failed-"_s + name);
-        view.reset();
-    }
-}
-
-// The rows of the upload status one by one, for a person to look at; only with NORVANE_VIEW_PICTURES.
-TEST_F(ResultsViewTest, RendersEachUploadRow) {
-    if (!qEnvironmentVariableIsSet("NORVANE_VIEW_PICTURES"))
-        GTEST_SKIP() << "pictures only on request";
-    for (const Theme::Scheme scheme : {Theme::Scheme::Light, Theme::Scheme::Dark}) {
-        Theme::apply(*qApp, scheme);
-        const QString name = QString::fromLatin1(Theme::name(scheme));
-        state.startReplay(CaptureConfig{});
-        feed(uR"({"event":"info","ssid":"Cafe","vpn":"WireGuard","capture_id":"3f2a9c1e"})"_s);
-        feed(
-            uR"({"event":"cdn_throughput_result","target":"netflix_oca","mbps":9.5,"bytes":1000,"ts":"2026-03-14T09:31:20.000+00:00"})"_s);
-        feed(
-            uR"({"event":"youtube_abr_result","ts":"2026-03-14T09:32:00.000+00:00","auto_resolution":"1080p60","auto_buffer_health_s":12.25,"auto_buffer_trend":"growing","auto_stall_count":0,"startup_time_ms":850.0})"_s);
-        feed(uR"({"event":"error","message":"boom","fatal":true})"_s);
-        open(QSize(600, 450));
-        auto* upload = view->findChild<UploadStatusView*>();
-
-        AppStateTestAccess::setUploadPreparing(state, true);
-        upload->refresh();
-        savePicture(u"preparing-"_s + name);
-        AppStateTestAccess::setUploadPreparing(state, false);
-
-        uploadEvent(UploadStartEvent{3});
-        savePicture(u"counting-"_s + name);
-        uploadEvent(UploadCompleteEvent{u"a.csv"_s, 10, 5});
-        uploadEvent(UploadCompleteEvent{u"b.csv"_s, 10, 5});
-        uploadEvent(UploadCompleteEvent{u"c.csv"_s, 10, 5});
-        uploadEvent(UploadSummaryEvent{3, 0});
-        savePicture(u"uploaded-"_s + name);
-
-        uploadEvent(
-            UploadSkippedEvent{u"no_credentials"_s, std::nullopt, std::nullopt, std::nullopt, std::nullopt});
-        savePicture(u"skipped-"_s + name);
-
-        state.setUploadsSuppressed(false);
-        AppStateTestAccess::setMeasuredUplinkMbps(state, 0.5);
-        QDir().mkpath(PythonProcess::outputDirectory());
-        QFile capture(PythonProcess::outputDirectory() + u"/wifi_capture_20260314T093000Z.csv"_s);
-        ASSERT_TRUE(capture.open(QIODevice::WriteOnly));
-        ASSERT_TRUE(capture.resize(qint64(400) * 1024 * 1024));
-        capture.close();
-        state.runUploadSweep(u"capture-complete"_s, false);
-        ASSERT_TRUE(state.upload().uploadDeferred);
-        QApplication::processEvents();
-        savePicture(u"deferred-"_s + name);
-        state.setUploadsSuppressed(true);
-        QFile::remove(capture.fileName());
         view.reset();
     }
 }

@@ -4,6 +4,7 @@
 #include "Icons.h"
 #include "StatCardView.h"
 #include "SymbolLabel.h"
+#include "TextLabels.h"
 #include "UploadStatusView.h"
 
 #include "core/AppState.h"
@@ -34,31 +35,6 @@ QFont scaled(QFont font, double factor) {
     if (font.pointSizeF() > 0)
         font.setPointSizeF(font.pointSizeF() * factor);
     return font;
-}
-
-QLabel* makeWrappingLabel(QWidget* parent) {
-    auto* label = new QLabel(parent);
-    label->setWordWrap(true);
-    label->setTextFormat(Qt::PlainText);
-    label->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
-    return label;
-}
-
-void setText(QLabel* label, const QString& text) {
-    if (label->text() != text)
-        label->setText(text);
-}
-
-// An icon in front of a wrapping text.
-QWidget* makeIconLine(QLabel* icon, QLabel*& text, QWidget* parent) {
-    auto* row = new QWidget(parent);
-    auto* layout = new QHBoxLayout(row);
-    layout->setContentsMargins(0, 0, 0, 0);
-    icon->setParent(row);
-    layout->addWidget(icon, 0, Qt::AlignTop);
-    text = makeWrappingLabel(row);
-    layout->addWidget(text, 1);
-    return row;
 }
 
 QLabel* makeSectionTitle(const QString& title, QWidget* parent) {
@@ -132,11 +108,12 @@ ResultsView::ResultsView(AppState& state, QWidget* parent)
     column->addLayout(m_bannerSlot);
     QLabel* warning = SymbolLabel::make(content);
     SymbolLabel::set(warning, ResultsScreen::errorIcon, qColor(ResultsPalette::speedTestColor()));
-    m_errorLine = makeIconLine(warning, m_errorText, content);
+    m_errorLine = TextLabels::iconLine(warning, m_errorText, content);
     m_errorText->setObjectName(u"resultsError"_s);
     m_errorText->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     column->addWidget(m_errorLine);
-    m_stopLine = makeIconLine(SymbolLabel::make(ResultsScreen::stopIcon, content), m_stopText, content);
+    m_stopLine =
+        TextLabels::iconLine(SymbolLabel::make(ResultsScreen::stopIcon, content), m_stopText, content);
     m_stopText->setObjectName(u"resultsStopReason"_s);
     column->addWidget(m_stopLine);
 
@@ -169,7 +146,7 @@ ResultsView::ResultsView(AppState& state, QWidget* parent)
     m_uploadStatus = new UploadStatusView(m_state, content);
     column->addWidget(m_uploadStatus);
     QLabel* folder = SymbolLabel::make(ResultsScreen::folderIcon, content);
-    QWidget* savedRow = makeIconLine(folder, m_savedLine, content);
+    QWidget* savedRow = TextLabels::iconLine(folder, m_savedLine, content);
     m_savedLine->setObjectName(u"resultsSavedLine"_s);
     m_savedLine->setForegroundRole(QPalette::PlaceholderText);
     m_savedLine->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
@@ -292,8 +269,8 @@ void ResultsView::buildCards(QVBoxLayout* column, QWidget* parent) {
 
 void ResultsView::refreshHeader() {
     const ResultsHeader header = m_model->header();
-    setText(m_title, header.title);
-    setText(m_quality, qualityHtml(header.quality));
+    TextLabels::setText(m_title, header.title);
+    TextLabels::setText(m_quality, qualityHtml(header.quality));
     m_quality->setAccessibleName(header.quality.plainText());
 
     // The facts change only when another capture is shown; rebuild them then.
@@ -321,10 +298,10 @@ void ResultsView::refreshHeader() {
 void ResultsView::refreshNotices() {
     const std::optional<IconLine> error = m_model->errorLine();
     m_errorLine->setVisible(error.has_value());
-    setText(m_errorText, error ? error->text : QString());
+    TextLabels::setText(m_errorText, error ? error->text : QString());
     const std::optional<IconLine> stop = m_model->stopLine();
     m_stopLine->setVisible(stop.has_value());
-    setText(m_stopText, stop ? stop->text : QString());
+    TextLabels::setText(m_stopText, stop ? stop->text : QString());
 }
 
 void ResultsView::refreshSummaryCards() {
@@ -354,7 +331,7 @@ void ResultsView::refreshShare() {
 }
 
 void ResultsView::refreshSavedLine() {
-    setText(m_savedLine, m_model->savedLine());
+    TextLabels::setText(m_savedLine, m_model->savedLine());
 }
 
 void ResultsView::showEvent(QShowEvent* event) {

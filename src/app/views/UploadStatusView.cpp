@@ -3,6 +3,7 @@
 #include "Icons.h"
 #include "Spinner.h"
 #include "SymbolLabel.h"
+#include "TextLabels.h"
 
 #include "core/AppState.h"
 
@@ -17,25 +18,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QLabel* makeText(QWidget* parent) {
-    auto* label = new QLabel(parent);
-    label->setWordWrap(true);
-    label->setTextFormat(Qt::PlainText);
-    label->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
-    return label;
-}
-
-void setText(QLabel* label, const QString& text) {
-    if (label->text() != text)
-        label->setText(text);
-}
-
-QHBoxLayout* lineLayout(QWidget* line) {
-    auto* layout = new QHBoxLayout(line);
-    layout->setContentsMargins(0, 0, 0, 0);
-    return layout;
-}
 
 std::optional<QColor> tintOf(const SymbolIcon& icon) {
     if (!icon.tint)
@@ -53,17 +35,14 @@ UploadStatusView::UploadStatusView(AppState& state, QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
 
-    m_textLine = new QWidget(this);
-    QHBoxLayout* textLayout = lineLayout(m_textLine);
+    m_textIcon = SymbolLabel::make(this);
+    m_textLine = TextLabels::iconLine(m_textIcon, m_text, this);
+    m_text->setObjectName(u"uploadText"_s);
+    // The spinner stands where the icon would, for the rows that are still working.
     m_spinner = new Spinner(1.0, m_textLine);
     m_spinner->setObjectName(u"uploadSpinner"_s);
     m_spinner->setAccessibleName(u"Working"_s);
-    m_textIcon = SymbolLabel::make(m_textLine);
-    m_text = makeText(m_textLine);
-    m_text->setObjectName(u"uploadText"_s);
-    textLayout->addWidget(m_spinner, 0, Qt::AlignTop);
-    textLayout->addWidget(m_textIcon, 0, Qt::AlignTop);
-    textLayout->addWidget(m_text, 1);
+    qobject_cast<QHBoxLayout*>(m_textLine->layout())->insertWidget(0, m_spinner, 0, Qt::AlignTop);
     layout->addWidget(m_textLine);
 
     m_progress = new QWidget(this);
@@ -82,7 +61,7 @@ UploadStatusView::UploadStatusView(AppState& state, QWidget* parent)
     barLine->addWidget(m_percent);
     barLine->addWidget(m_eta);
     progressLayout->addLayout(barLine);
-    m_sizeLine = makeText(m_progress);
+    m_sizeLine = TextLabels::wrapping(m_progress);
     m_sizeLine->setObjectName(u"uploadSize"_s);
     m_sizeLine->setForegroundRole(QPalette::PlaceholderText);
     progressLayout->addWidget(m_sizeLine);
@@ -91,24 +70,16 @@ UploadStatusView::UploadStatusView(AppState& state, QWidget* parent)
     m_block = new QWidget(this);
     auto* blockLayout = new QVBoxLayout(m_block);
     blockLayout->setContentsMargins(0, 0, 0, 0);
-    m_headingLine = new QWidget(m_block);
-    QHBoxLayout* headingLayout = lineLayout(m_headingLine);
-    m_headingIcon = SymbolLabel::make(m_headingLine);
-    m_heading = makeText(m_headingLine);
+    m_headingIcon = SymbolLabel::make(m_block);
+    m_headingLine = TextLabels::iconLine(m_headingIcon, m_heading, m_block);
     m_heading->setObjectName(u"uploadHeading"_s);
-    headingLayout->addWidget(m_headingIcon, 0, Qt::AlignTop);
-    headingLayout->addWidget(m_heading, 1);
     blockLayout->addWidget(m_headingLine);
     m_rows = new QVBoxLayout;
     m_rows->setContentsMargins(0, 0, 0, 0);
     blockLayout->addLayout(m_rows);
-    m_failure = new QWidget(m_block);
-    QHBoxLayout* failureLayout = lineLayout(m_failure);
-    m_failureIcon = SymbolLabel::make(m_failure);
-    m_failureLine = makeText(m_failure);
+    m_failureIcon = SymbolLabel::make(m_block);
+    m_failure = TextLabels::iconLine(m_failureIcon, m_failureLine, m_block);
     m_failureLine->setObjectName(u"uploadFailureLine"_s);
-    failureLayout->addWidget(m_failureIcon, 0, Qt::AlignTop);
-    failureLayout->addWidget(m_failureLine, 1);
     blockLayout->addWidget(m_failure);
     layout->addWidget(m_block);
 
@@ -146,7 +117,7 @@ void UploadStatusView::draw(const UploadStatus& status, const UploadStatusIcons&
     m_textLine->setVisible(textKind);
     m_spinner->setVisible(status.showsSpinner);
     setIcon(m_textIcon, icons.text);
-    setText(m_text, status.text);
+    TextLabels::setText(m_text, status.text);
 
     m_progress->setVisible(status.showsProgressBar);
     if (status.showsProgressBar) {
@@ -157,21 +128,21 @@ void UploadStatusView::draw(const UploadStatus& status, const UploadStatusIcons&
                 : 0.0;
         m_bar->setRange(0, 1000);
         m_bar->setValue(int(share * 1000));
-        setText(m_percent, status.percentText);
+        TextLabels::setText(m_percent, status.percentText);
         m_eta->setVisible(status.etaText.has_value());
-        setText(m_eta, status.etaText.value_or(QString()));
-        setText(m_sizeLine, status.sizeLine);
+        TextLabels::setText(m_eta, status.etaText.value_or(QString()));
+        TextLabels::setText(m_sizeLine, status.sizeLine);
     }
 
     m_block->setVisible(status.kind == Kind::block);
     m_headingLine->setVisible(status.heading.has_value());
     setIcon(m_headingIcon, icons.heading);
-    setText(m_heading, status.heading.value_or(QString()));
+    TextLabels::setText(m_heading, status.heading.value_or(QString()));
     if (status.rows != m_status.rows || icons.rows != m_icons.rows)
         rebuildRows(status, icons);
     m_failure->setVisible(status.failureLine.has_value());
     setIcon(m_failureIcon, icons.failureLine);
-    setText(m_failureLine, status.failureLine.value_or(QString()));
+    TextLabels::setText(m_failureLine, status.failureLine.value_or(QString()));
 
     m_button->setVisible(status.buttonLabel.has_value());
     if (status.buttonLabel) {
@@ -197,9 +168,7 @@ void UploadStatusView::rebuildRows(const UploadStatus& status, const UploadStatu
         delete item;
     }
     for (qsizetype index = 0; index < status.rows.size(); ++index) {
-        auto* row = new QWidget(m_block);
-        QHBoxLayout* layout = lineLayout(row);
-        QLabel* icon = SymbolLabel::make(row);
+        QLabel* icon = SymbolLabel::make(m_block);
         const std::optional<SymbolIcon> symbol = index < icons.rows.size() ? icons.rows[index] : std::nullopt;
         if (symbol) {
             setIcon(icon, symbol);
@@ -207,11 +176,10 @@ void UploadStatusView::rebuildRows(const UploadStatus& status, const UploadStatu
             // An error row keeps the icon's room, so that its text lines up with the others.
             icon->clear();
         }
-        QLabel* text = makeText(row);
+        QLabel* text = nullptr;
+        QWidget* row = TextLabels::iconLine(icon, text, m_block);
         text->setText(status.rows[index]);
         text->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-        layout->addWidget(icon, 0, Qt::AlignTop);
-        layout->addWidget(text, 1);
         m_rows->addWidget(row);
         row->show();
     }
