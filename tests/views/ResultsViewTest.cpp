@@ -10,6 +10,7 @@
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"
+#include "support/ShownLabels.h"
 #include "support/TempHome.h"
 #include "support/TestPaths.h"
 
@@ -68,23 +69,13 @@ protected:
             uR"({"event":"error","message":"The measurement tool stopped: Wi-Fi interface disappeared","fatal":true})"_s);
     }
     void uploadEvent(JSONEvent::Payload payload) {
-        JSONEvent event;
-        event.payload = std::move(payload);
-        AppStateTestAccess::uploadEvent(state, state.uploadGeneration(), event);
+        AppStateTestAccess::uploadEvent(state, state.uploadGeneration(), JSONEvent{std::move(payload)});
     }
 
-    QLabel* shownLabel(const QString& text) const {
-        const QList<QLabel*> labels = view->findChildren<QLabel*>();
-        for (QLabel* label : labels) {
-            if (label->text() == text && label->isVisibleTo(view.get()))
-                return label;
-        }
-        return nullptr;
-    }
+    QLabel* shownLabel(const QString& text) const { return ShownLabels::withText(view.get(), text); }
     bool shows(const QString& text) const { return shownLabel(text) != nullptr; }
     QString labelText(const char* name) const {
-        auto* label = view->findChild<QLabel*>(QLatin1StringView(name));
-        return label && label->isVisibleTo(view.get()) ? label->text() : QString();
+        return ShownLabels::textOf(view.get(), QLatin1StringView(name));
     }
     QPushButton* button(const QString& title) const {
         const QList<QPushButton*> buttons = view->findChildren<QPushButton*>();

@@ -6,6 +6,7 @@
 #include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"
 #include "support/LoggedText.h"
+#include "support/ShownLabels.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
@@ -47,24 +48,13 @@ protected:
     }
 
     void event(JSONEvent::Payload payload) {
-        JSONEvent decoded;
-        decoded.payload = std::move(payload);
-        Access::uploadEvent(state, state.uploadGeneration(), decoded);
+        AppStateTestAccess::uploadEvent(state, state.uploadGeneration(), JSONEvent{std::move(payload)});
     }
 
-    QLabel* shownLabel(const QString& text) const {
-        const QList<QLabel*> labels = view->findChildren<QLabel*>();
-        for (QLabel* label : labels) {
-            if (label->text() == text && label->isVisibleTo(window.get()))
-                return label;
-        }
-        return nullptr;
-    }
+    QLabel* shownLabel(const QString& text) const { return ShownLabels::withText(window.get(), text); }
     bool shows(const QString& text) const { return shownLabel(text) != nullptr; }
-    QLabel* label(const char* name) const { return view->findChild<QLabel*>(QLatin1StringView(name)); }
     QString labelText(const char* name) const {
-        QLabel* found = label(name);
-        return found && found->isVisibleTo(window.get()) ? found->text() : QString();
+        return ShownLabels::textOf(window.get(), QLatin1StringView(name));
     }
 
     // The symbol in front of a text, in the same row.
