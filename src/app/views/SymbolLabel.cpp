@@ -1,0 +1,43 @@
+#include "SymbolLabel.h"
+
+#include "Icons.h"
+
+#include <QLabel>
+#include <QPainter>
+#include <QPixmap>
+
+#include <algorithm>
+
+namespace SymbolLabel {
+
+QLabel* make(QWidget* parent) {
+    auto* label = new QLabel(parent);
+    const int side = label->fontMetrics().height();
+    label->setFixedSize(side, side);
+    label->setAlignment(Qt::AlignCenter);
+    return label;
+}
+
+QLabel* make(const QString& symbol, QWidget* parent) {
+    QLabel* label = make(parent);
+    set(label, symbol);
+    return label;
+}
+
+void set(QLabel* label, const QString& symbol, std::optional<QColor> tint) {
+    // The label's own size, which make() sets to a line of its text.
+    const int side = std::min(label->width(), label->height());
+    QPixmap pixmap = Icons::symbol(symbol).pixmap(QSize(side, side), label->devicePixelRatioF());
+    if (tint) {
+        // The symbol's shape in one colour: its own colours would clash with the tint.
+        QPainter painter(&pixmap);
+        painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+        painter.fillRect(QRect(QPoint(0, 0), pixmap.size()), *tint);
+    }
+    label->setPixmap(pixmap);
+    // Which symbol shows, for tests and tools that can't read pixels.
+    label->setProperty("symbol", symbol);
+    label->setProperty("tint", tint ? tint->name() : QString());
+}
+
+} // namespace SymbolLabel
