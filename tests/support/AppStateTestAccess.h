@@ -19,6 +19,11 @@ public:
         state.m_upload.uploadPreparing = preparing;
     }
     static void setUploadFailed(AppState& state, int failed) { state.m_upload.uploadFailed = failed; }
+    // Forgets every upload figure and any retry, as if no sweep had ever run.
+    static void resetUpload(AppState& state) {
+        state.cancelPendingRetry();
+        state.resetUploadFields(true);
+    }
     static void setRetryAttempt(AppState& state, int attempt) { state.m_retryAttempt = attempt; }
     // The callbacks of a runner of the given generation, as the runner would call them.
     static void uploadEvent(AppState& state, int generation, const JSONEvent& event) {

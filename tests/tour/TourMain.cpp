@@ -7,7 +7,9 @@
 #include "core/AppState.h"
 #include "core/NorvaneApp.h"
 #include "core/VirtualClock.h"
+#include "platform/Locations.h"
 #include "services/FileLogger.h"
+#include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"
 #include "views/MainWindow.h"
 #include "views/Theme.h"
@@ -20,6 +22,7 @@
 #include <QMessageBox>
 #include <QPainter>
 #include <QPixmap>
+#include <QProcess>
 #include <QSet>
 #include <QTextStream>
 
@@ -105,8 +108,28 @@ int main(int argc, char* argv[]) {
     const QByteArray geo = recording(u"geo-two-minutes.jsonl"_s);
     const QByteArray goodComplete = recording(u"good-complete-two-minutes.jsonl"_s);
     const QByteArray cellularComplete = recording(u"cellular-complete-two-minutes.jsonl"_s);
+    // The tool says who it is, then gives up at once.
+    const QByteArray failedAtOnce =
+        goodComplete.left(goodComplete.indexOf('\n') + 1) +
+        R"({"event":"error","message":"Speed test server unreachable: connection refused","fatal":true})"
+        "\n";
     VirtualClock time(Replay::firstTimestamp(good).value_or(VirtualClock::defaultStart()).addSecs(-5));
     ScopedVirtualTime scope(time);
+
+    // Past captures for the results and the history: two recorded from the simulator, and one of six
+    // hours generated on the spot, too large to keep in the repository.
+    const QString captures = PythonProcess::outputDirectory();
+    TourSteps::copyFolder(QStringLiteral(NORVANE_TOUR_DATA_DIR) + u"/captures"_s, captures);
+    const QString goodCsv = captures + u"/wifi_capture_20261121T091500Z.csv"_s;
+    const QString flakyCsv = captures + u"/wifi_capture_20261121T183000Z.csv"_s;
+    const QString sixHourCsv = captures + u"/wifi_capture_20261120T060000Z.csv"_s;
+    if (!QFile::exists(sixHourCsv)) {
+        const int generated = QProcess::execute(
+            u"python3"_s, {QStringLiteral(NORVANE_SIMULATOR_DIR) + u"/gen_capture.py"_s, u"--rows"_s,
+                           u"113000"_s, u"--seed"_s, u"3"_s, u"--out"_s, sixHourCsv, u"--register"_s});
+        if (generated != 0)
+            qFatal("could not generate the six-hour capture");
+    }
 
     NorvaneApp norvane(FileLogger::shared());
     norvane.writeLaunchLines();
@@ -192,6 +215,91 @@ int main(int argc, char* argv[]) {
              time.advance(0.6);
          }},
         {u"celebration-impaired-verdict"_s, [&] { time.advance(1.2); }},
+        {u"results-good"_s, [&] { state.loadCapture(goodCsv); }},
+        {u"results-good-charts"_s, [&] { TourSteps::scrollScreen(window, 0.55); }},
+        {u"results-flaky"_s,
+         [&] {
+             state.newCapture();
+             state.loadCapture(flakyCsv);
+             settle();
+             TourSteps::scrollScreen(window, 0.3);
+         }},
+        {u"results-failed-at-once"_s,
+         [&] {
+             playFinished(hotel, failedAtOnce);
+             settle();
+         }},
+        {u"results-six-hours-scrolled"_s,
+         [&] {
+             state.newCapture();
+             state.loadCapture(sixHourCsv);
+             settle();
+             TourSteps::scrollScreen(window, 0.3);
+         }},
+        // Each row of the upload status, with the events that the upload tool prints in its scenarios.
+        {u"results-upload-preparing"_s,
+         [&] {
+             state.newCapture();
+             state.loadCapture(goodCsv);
+             settle();
+             TourSteps::playUpload(state, {}, std::nullopt);
+             AppStateTestAccess::setUploadPreparing(state, true);
+             emit state.uploadStateChanged();
+             settle();
+             TourSteps::scrollScreen(window, 1.0);
+         }},
+        {u"results-upload-deferred"_s,
+         [&] {
+             TourSteps::playUpload(state, {}, std::nullopt);
+             state.cancelUploadRunner();
+             AppStateTestAccess::setMeasuredUplinkMbps(state, 0.004);
+             state.runUploadSweep(u"tour"_s, false);
+             AppStateTestAccess::setMeasuredUplinkMbps(state, std::nullopt);
+         }},
+        {u"results-upload-starting"_s,
+         [&] { TourSteps::playUpload(state, {R"({"event":"upload_start","total":2})"}, std::nullopt); }},
+        {u"results-upload-progress"_s,
+         [&] {
+             TourSteps::playUpload(
+                 state,
+                 {R"({"event":"upload_start","total":2})",
+                  R"({"event":"upload_progress","file":"wifi_capture_20261121T091500Z.csv","pct":50,"bytes_sent":30944,"bytes_total":61888})"},
+                 std::nullopt);
+         }},
+        {u"results-upload-uploaded"_s,
+         [&] {
+             TourSteps::playUpload(
+                 state,
+                 {R"({"event":"upload_start","total":2})",
+                  R"({"event":"upload_complete","file":"wifi_capture_20261121T091500Z.csv","size_bytes":245738,"compressed_bytes":61888})",
+                  R"({"event":"upload_complete","file":"wifi_capture_20261121T183000Z.csv","size_bytes":244000,"compressed_bytes":63120})",
+                  R"({"event":"upload_summary","succeeded":2,"failed":0})"},
+                 0);
+         }},
+        {u"results-upload-failed"_s,
+         [&] {
+             TourSteps::playUpload(
+                 state,
+                 {R"j({"event":"upload_start","total":2})j",
+                  R"j({"event":"upload_complete","file":"wifi_capture_20261121T091500Z.csv","size_bytes":245738,"compressed_bytes":61888})j",
+                  R"j({"event":"upload_error","file":"wifi_capture_20261121T183000Z.csv","message":"storage answered HTTP 503 Service Unavailable (simulated)","retryable":true})j",
+                  R"j({"event":"upload_summary","succeeded":1,"failed":1})j"},
+                 1);
+             time.advance(13);
+         }},
+        {u"results-upload-skipped"_s,
+         [&] {
+             TourSteps::playUpload(state, {R"({"event":"upload_skipped","reason":"no_credentials"})"}, 0);
+         }},
+        {u"results-upload-too-large"_s,
+         [&] {
+             TourSteps::playUpload(
+                 state,
+                 {R"({"event":"upload_start","total":1})",
+                  R"({"event":"upload_skipped","reason":"exceeds_size_limit","file":"wifi_capture_20261120T060000Z.csv","size_mb":8.7,"limit_mb":7.83,"local_path":"wifi_capture_20261120T060000Z.csv"})",
+                  R"({"event":"upload_summary","succeeded":0,"failed":0})"},
+                 0);
+         }},
     };
 
     QTextStream out(stdout);

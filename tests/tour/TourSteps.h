@@ -1,11 +1,28 @@
 #pragma once
 
+#include <QByteArrayList>
+#include <QString>
+
+#include <optional>
+
+class AppState;
 class MainWindow;
 
-// What the tour does to the window by hand, as a user would with the keyboard.
+// What the tour does to the window by hand, as a user would with the keyboard, and the outside events it
+// stands in for.
 namespace TourSteps {
 
 // Types the start of a name into the setup screen's network field, so that its suggestions open.
 void openSuggestions(MainWindow& window);
+
+// Scrolls the screen shown to a fraction of its height: 0 the top, 1 the bottom.
+void scrollScreen(MainWindow& window, double fraction);
+
+// Plays what the upload tool would print in one run of the sweep, from a clean upload state: its event
+// lines, then, with an exit code, its end.
+void playUpload(AppState& state, const QByteArrayList& lines, std::optional<int> exitCode);
+
+// Copies the files of one folder into another, which is made if missing.
+void copyFolder(const QString& from, const QString& to);
 
 } // namespace TourSteps

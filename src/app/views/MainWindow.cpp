@@ -2,6 +2,7 @@
 
 #include "CelebrationView.h"
 #include "FinishingView.h"
+#include "ResultsView.h"
 #include "RunningView.h"
 #include "SetupView.h"
 
@@ -114,8 +115,12 @@ QWidget* MainWindow::makeScreen(AppState::Screen screen) {
         return new FinishingView(state);
     case AppState::Screen::celebration:
         return new CelebrationView(state);
+    case AppState::Screen::results: {
+        auto* view = new ResultsView(state);
+        connect(view, &ResultsView::historyRequested, this, &MainWindow::captureHistoryRequested);
+        return view;
+    }
     case AppState::Screen::bootstrapping:
-    case AppState::Screen::results:
     case AppState::Screen::diagnostics:
         break;
     }
