@@ -29,7 +29,7 @@ inline constexpr double lossBucketSeconds = 10;
 inline constexpr double hiddenLegendOpacity = 0.3;
 // Lost samples have no round trip: their points sit near the top, in the stripe above one and a half
 // times P99 that the answered samples leave free.
-inline constexpr double lossMarkHeight = 0.95;
+inline constexpr double lossMarkHeight = 0.9;
 // About this many labels along the visible window.
 inline constexpr int timeLabelCount = 5;
 
