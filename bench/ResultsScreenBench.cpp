@@ -1,0 +1,161 @@
+// How quickly the results screen shows a very long capture, and how smoothly its latency chart scrolls.
+// A capture of 1,000,000 rows (about 55 hours of an active capture) is generated with the simulator's
+// gen_capture.py into a temporary folder; then, on the offscreen platform:
+//   (a) the time from asking AppState to load the file until the results widgets have been shown and
+//       painted once;
+//   (b) the time of each scroll frame of the latency chart: the window moves in steps from the start of
+//       the capture to its end, and each step is painted before the next.
+// Prints the figures as plain lines; judges nothing beyond saying whether the goals were met.
+
+#include "core/AppState.h"
+#include "screens/LossHeatmap.h"
+#include "screens/ResultsLatencyChart.h"
+#include "services/FileLogger.h"
+#include "views/LossHeatmapView.h"
+#include "views/ResultsLatencyChartView.h"
+
+#include <QApplication>
+#include <QChartView>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QLineSeries>
+#include <QProcess>
+#include <QScrollBar>
+#include <QTemporaryDir>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// The widgets of the results screen that the benchmark measures. One place builds them, so that the
+// whole screen can stand here once it exists.
+QWidget* makeResultsWidget(AppState& state) {
+    auto* widget = new QWidget;
+    auto* layout = new QVBoxLayout(widget);
+    layout->addWidget(new ResultsLatencyChartView(state, widget));
+    layout->addWidget(new LossHeatmapView(state, widget));
+    layout->addStretch();
+    return widget;
+}
+
+double msSince(const QElapsedTimer& timer) {
+    return double(timer.nsecsElapsed()) / 1e6;
+}
+
+double at(const std::vector<double>& sorted, double fraction) {
+    if (sorted.empty())
+        return 0;
+    const size_t index = std::min(sorted.size() - 1, size_t(double(sorted.size() - 1) * fraction + 0.5));
+    return sorted[index];
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    parser.addOption({u"rows"_s, u"Rows of the generated capture."_s, u"rows"_s, u"1000000"_s});
+    parser.addOption({u"frames"_s, u"Scroll frames to measure."_s, u"frames"_s, u"200"_s});
+    parser.addOption({u"width"_s, u"Width of the window in pixels."_s, u"pixels"_s, u"1000"_s});
+    parser.process(app);
+    const int rows = parser.value(u"rows"_s).toInt();
+    const int frames = std::max(2, parser.value(u"frames"_s).toInt());
+    const int width = parser.value(u"width"_s).toInt();
+
+    // A sandbox home, so that nothing of the user's settings or captures is read or written.
+    QTemporaryDir home;
+    qputenv("HOME", home.path().toUtf8());
+    for (const char* variable : {"XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME"})
+        qunsetenv(variable);
+
+    const QString capture = home.path() + u"/captures/wifi_capture_20250601T120000Z.csv"_s;
+    QDir().mkpath(home.path() + u"/captures"_s);
+    QElapsedTimer timer;
+    timer.start();
+    QProcess python;
+    python.start(u"python3"_s, {QStringLiteral(NORVANE_SIMULATOR_DIR) + u"/gen_capture.py"_s, u"--rows"_s,
+                                QString::number(rows), u"--out"_s, capture, u"--seed"_s, u"1"_s});
+    if (!python.waitForFinished(600'000) || python.exitCode() != 0) {
+        std::fprintf(stderr, "gen_capture.py failed: %s\n", python.readAllStandardError().constData());
+        return 1;
+    }
+    std::printf("generated capture: %d rows in %.1f s (not counted)\n", rows, msSince(timer) / 1000);
+
+    FileLogger log(home.path() + u"/logs"_s);
+    AppState state(log);
+    std::unique_ptr<QWidget> widget(makeResultsWidget(state));
+    widget->resize(width, 700);
+    auto* chart = widget->findChild<ResultsLatencyChartView*>();
+    auto* plot = chart ? chart->findChild<QChartView*>() : nullptr;
+    if (!chart || !plot) {
+        std::fprintf(stderr, "the results widget has no latency chart\n");
+        return 1;
+    }
+
+    // (a) From the request to load to the first painted picture.
+    timer.restart();
+    state.loadCapture(capture);
+    const double loadMs = msSince(timer);
+    widget->show();
+    QApplication::processEvents();
+    widget->repaint();
+    const double shownMs = msSince(timer);
+    std::printf("latency points: %lld, span %.1f h\n", qlonglong(state.latencyPoints().size()),
+                chart->timeline().span().totalSeconds / 3600);
+    std::printf("load and first paint: %.0f ms (loadCapture %.0f ms, build and paint %.0f ms)\n", shownMs,
+                loadMs, shownMs - loadMs);
+
+    // The whole-capture work of each widget alone, for the record.
+    timer.restart();
+    const ResultsLatencyChart::Timeline timeline(state.latencyPoints(), state.speedTestRanges());
+    const double timelineMs = msSince(timer);
+    timer.restart();
+    const LossHeatmap::Frame heatmap = LossHeatmap::frame(state.latencyPoints());
+    const double heatmapMs = msSince(timer);
+    std::printf("of which: latency timeline %.0f ms, loss heatmap %.0f ms (%lld rows)\n", timelineMs,
+                heatmapMs, qlonglong(heatmap.rows.size()));
+
+    // (b) Scroll frames across the whole capture.
+    QScrollBar* bar = chart->scrollBar();
+    std::vector<double> frameMs;
+    std::vector<qsizetype> fed;
+    std::vector<double> updateMs;
+    frameMs.reserve(size_t(frames));
+    for (int i = 0; i < frames; ++i) {
+        const int value = int(qint64(bar->maximum()) * i / (frames - 1));
+        timer.restart();
+        bar->setValue(value);
+        QApplication::processEvents();
+        const double updated = msSince(timer);
+        plot->repaint();
+        frameMs.push_back(msSince(timer));
+        updateMs.push_back(updated);
+        qsizetype points = chart->lossSeries()->count();
+        for (const auto* series : chart->dotSeries())
+            points += series->count();
+        fed.push_back(points);
+    }
+    std::vector<double> sorted = frameMs;
+    std::sort(sorted.begin(), sorted.end());
+    std::sort(fed.begin(), fed.end());
+    std::sort(updateMs.begin(), updateMs.end());
+    std::printf("scroll frames: %d over %d s, median %.1f ms, p95 %.1f ms, max %.1f ms\n", frames,
+                bar->maximum(), at(sorted, 0.5), at(sorted, 0.95), sorted.back());
+    std::printf("of each frame: new window and series %.1f ms (median), painting the rest\n",
+                at(updateMs, 0.5));
+    std::printf("points fed per frame: median %lld, max %lld\n", qlonglong(fed[fed.size() / 2]),
+                qlonglong(fed.back()));
+    std::printf("goal shown within 2000 ms: %s\n", shownMs < 2000 ? "met" : "missed");
+    std::printf("goal each scroll frame under 50 ms: %s\n", sorted.back() < 50 ? "met" : "missed");
+    return 0;
+}
