@@ -1,0 +1,241 @@
+#include "views/ResultsBottomChartsView.h"
+
+#include "core/AppState.h"
+#include "core/VirtualClock.h"
+#include "services/FileLogger.h"
+#include "subprocess/PythonProcess.h"
+#include "support/TempHome.h"
+#include "support/TestPaths.h"
+#include "views/ResultsChartCard.h"
+#include "views/ResultsThroughputCard.h"
+#include "views/ResultsTimeChartCards.h"
+#include "views/ResultsTracerouteCard.h"
+#include "views/Theme.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QBarCategoryAxis>
+#include <QBarSeries>
+#include <QBoxPlotSeries>
+#include <QChart>
+#include <QLabel>
+#include <QLineSeries>
+#include <QScrollBar>
+#include <QTemporaryDir>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Every text that labels show inside a widget.
+QStringList labelTexts(const QWidget* widget) {
+    QStringList texts;
+    const QList<QLabel*> labels = widget->findChildren<QLabel*>();
+    for (const QLabel* label : labels) {
+        if (!label->text().isEmpty())
+            texts.append(label->text());
+    }
+    return texts;
+}
+
+template <typename Series> bool hasSeries(const QChart* chart) {
+    const QList<QAbstractSeries*> all = chart->series();
+    return std::any_of(all.cbegin(), all.cend(),
+                       [](QAbstractSeries* one) { return qobject_cast<Series*>(one); });
+}
+
+} // namespace
+
+class ResultsBottomChartsViewTest : public ::testing::Test {
+protected:
+    TempHome home;
+    VirtualClock time;
+    ScopedVirtualTime scope{time};
+    QTemporaryDir logDir;
+    FileLogger log{logDir.path()};
+    AppState state{log};
+
+    void TearDown() override { Theme::apply(*qApp, Theme::Scheme::Light); }
+
+    std::unique_ptr<ResultsBottomChartsView> shownView(const QString& csv, int width = 800) {
+        state.loadCapture(testDataPath(u"results-charts/"_s + csv));
+        auto view = std::make_unique<ResultsBottomChartsView>(state);
+        view->resize(width, view->sizeHint().height());
+        view->show();
+        QApplication::processEvents();
+        return view;
+    }
+
+    // The CDN rates come from the tool's events: a capture file doesn't keep them.
+    void cdn(const QString& target, double mbps) {
+        state.pythonProcess().processLine(
+            u"{\"event\":\"cdn_throughput_result\",\"target\":\"%1\",\"mbps\":%2,\"bytes\":1000,\"ts\":\"%3\"}"_s
+                .arg(target, QString::number(mbps), time.now().toString(Qt::ISODateWithMs)));
+    }
+
+    template <typename Card> Card* cardAt(const ResultsBottomChartsView& view, int row, int column) {
+        return qobject_cast<Card*>(view.cell(row, column));
+    }
+};
+
+TEST_F(ResultsBottomChartsViewTest, AGoodCaptureShowsEveryChartInThreeRows) {
+    auto view = shownView(u"good.csv"_s);
+    cdn(u"netflix_oca"_s, 38.2);
+    cdn(u"akamai"_s, 21.7);
+    ASSERT_EQ(view->rowCount(), 3);
+
+    auto* throughput = cardAt<ResultsThroughputCard>(*view, 0, 0);
+    ASSERT_NE(throughput, nullptr);
+    EXPECT_EQ(throughput->title(), u"Speed Test"_s);
+    EXPECT_TRUE(labelTexts(throughput).contains(throughput->model().mediansText.value_or(u"?"_s)));
+    EXPECT_EQ(throughput->subChartTitles(), (QStringList{u"Download"_s, u"Upload"_s}));
+    ASSERT_EQ(throughput->subCharts().size(), 2);
+    EXPECT_TRUE(hasSeries<QBarSeries>(throughput->subCharts()[0]));
+    auto* categories =
+        qobject_cast<QBarCategoryAxis*>(throughput->subCharts()[0]->axes(Qt::Horizontal).value(0));
+    ASSERT_NE(categories, nullptr);
+    EXPECT_EQ(categories->categories(), (QStringList{u"#1"_s, u"#2"_s, u"#3"_s}));
+    EXPECT_EQ(categories->titleText(), u"Test"_s);
+    EXPECT_EQ(throughput->cdnTexts(), (QStringList{u"CDN Diversity"_s, u"Netflix 38"_s, u"Akamai 21"_s}));
+    EXPECT_TRUE(labelTexts(throughput).contains(u"Netflix 38"_s));
+
+    auto* signal = cardAt<ResultsSignalCard>(*view, 0, 1);
+    ASSERT_NE(signal, nullptr);
+    EXPECT_EQ(signal->title(), u"Signal Strength"_s);
+    EXPECT_TRUE(
+        labelTexts(signal).contains(state.rssiHistory().last().rssi + 0 == 0
+                                        ? u"?"_s
+                                        : QString::number(state.rssiHistory().last().rssi) + u" dBm"_s));
+    EXPECT_EQ(signal->thresholdLabels(), (QStringList{u"Good"_s, u"Fair"_s, u"Poor"_s}));
+    EXPECT_GT(signal->line()->count(), 1);
+    // Ten minutes of readings: the newest five show, and the rest is a scroll away.
+    ASSERT_NE(signal->scrollBar(), nullptr);
+    EXPECT_DOUBLE_EQ(signal->window().upperBound - signal->window().lowerBound, 300'000);
+    const int before = signal->line()->count();
+    signal->scrollBar()->setValue(0);
+    EXPECT_EQ(signal->window().lowerBound, double(state.rssiHistory().first().date.toMSecsSinceEpoch()));
+    EXPECT_GT(before + signal->line()->count(), 0);
+
+    auto* download = cardAt<ResultsUtilizationCard>(*view, 1, 0);
+    auto* upload = cardAt<ResultsUtilizationCard>(*view, 2, 0);
+    ASSERT_NE(download, nullptr);
+    ASSERT_NE(upload, nullptr);
+    EXPECT_EQ(download->title(), u"Download"_s);
+    EXPECT_EQ(upload->title(), u"Upload"_s);
+    EXPECT_TRUE(labelTexts(download).filter(u"Avg: "_s).size() == 1);
+    EXPECT_TRUE(labelTexts(download).filter(u"Avg: "_s).first().endsWith(u" Mbps"_s));
+    EXPECT_GT(download->line()->count(), 1);
+
+    auto* traceroute = cardAt<ResultsTracerouteCard>(*view, 1, 1);
+    ASSERT_NE(traceroute, nullptr);
+    const QStringList routeTexts = labelTexts(traceroute);
+    EXPECT_TRUE(routeTexts.contains(u"Traceroute"_s));
+    EXPECT_TRUE(routeTexts.contains(u"6 hops"_s));
+    EXPECT_TRUE(routeTexts.contains(u"stable path"_s));
+    EXPECT_TRUE(routeTexts.contains(u"6 hops to 1.1.1.1"_s));
+    EXPECT_TRUE(routeTexts.contains(u"198.51.100.17"_s));
+    EXPECT_TRUE(routeTexts.contains(u"+19ms"_s)); // hop 4 adds 32.55 - 13 ms
+
+    auto* dnsQuic = cardAt<ResultsDnsQuicCard>(*view, 2, 1);
+    ASSERT_NE(dnsQuic, nullptr);
+    EXPECT_EQ(dnsQuic->title(), u"DNS & QUIC"_s);
+    EXPECT_EQ(labelTexts(dnsQuic).filter(u"DNS: "_s).size(), 1);
+    EXPECT_EQ(labelTexts(dnsQuic).filter(u"QUIC: "_s).size(), 1);
+    EXPECT_EQ(dnsQuic->legendTexts(), (QStringList{u"DNS"_s, u"QUIC"_s}));
+    EXPECT_GT(dnsQuic->dotSeries()[0]->count(), 100);
+    EXPECT_GT(dnsQuic->dotSeries()[1]->count(), 100);
+}
+
+TEST_F(ResultsBottomChartsViewTest, SixTestsDrawTheBoxPlotWithTheCdnRow) {
+    auto view = shownView(u"six_tests.csv"_s);
+    for (const double rate : {9.51, 17.35, 19.04})
+        cdn(u"netflix_oca"_s, rate);
+    for (const double rate : {12.16, 15.68, 8.64})
+        cdn(u"akamai"_s, rate);
+    auto* throughput = cardAt<ResultsThroughputCard>(*view, 0, 0);
+    ASSERT_NE(throughput, nullptr);
+    ASSERT_EQ(throughput->subCharts().size(), 2);
+    for (QChart* chart : throughput->subCharts()) {
+        EXPECT_TRUE(hasSeries<QBoxPlotSeries>(chart));
+        EXPECT_FALSE(hasSeries<QBarSeries>(chart));
+    }
+    // The six tests as dots over the download box.
+    const QList<QAbstractSeries*> series = throughput->subCharts()[0]->series();
+    const auto dots = std::find_if(series.cbegin(), series.cend(),
+                                   [](QAbstractSeries* one) { return qobject_cast<QLineSeries*>(one); });
+    ASSERT_NE(dots, series.cend());
+    EXPECT_EQ(static_cast<QLineSeries*>(*dots)->count(), 6);
+    EXPECT_EQ(throughput->cdnTexts(), (QStringList{u"CDN Diversity"_s, u"Netflix 17"_s, u"Akamai 12"_s}));
+}
+
+TEST_F(ResultsBottomChartsViewTest, FiveTestsStillDrawBars) {
+    auto view = shownView(u"five_tests.csv"_s);
+    auto* throughput = cardAt<ResultsThroughputCard>(*view, 0, 0);
+    ASSERT_NE(throughput, nullptr);
+    EXPECT_TRUE(hasSeries<QBarSeries>(throughput->subCharts()[0]));
+    EXPECT_FALSE(hasSeries<QBoxPlotSeries>(throughput->subCharts()[0]));
+    EXPECT_TRUE(throughput->cdnTexts().isEmpty());
+}
+
+TEST_F(ResultsBottomChartsViewTest, ACaptureThatFailedAtOnceShowsThePlaceholders) {
+    auto view = shownView(u"failed.csv"_s);
+    ASSERT_EQ(view->rowCount(), 2);
+    const QStringList expected = {u"Insufficient Speed Test data"_s, u"Insufficient Signal data"_s,
+                                  u"Insufficient Traceroute data"_s, u"Insufficient DNS & QUIC data"_s};
+    for (int i = 0; i < 4; ++i) {
+        auto* placeholder = qobject_cast<ResultsChartPlaceholder*>(view->cell(i / 2, i % 2));
+        ASSERT_NE(placeholder, nullptr) << i;
+        EXPECT_EQ(placeholder->text(), expected[i]);
+        EXPECT_TRUE(labelTexts(placeholder).contains(expected[i]));
+    }
+}
+
+TEST_F(ResultsBottomChartsViewTest, OneSignalReadingAndRoutesWithoutHopDetail) {
+    auto view = shownView(u"no_hops.csv"_s);
+    auto* signal = qobject_cast<ResultsChartPlaceholder*>(view->cell(0, 1));
+    ASSERT_NE(signal, nullptr);
+    EXPECT_EQ(signal->text(), u"Insufficient Signal data"_s);
+    auto* traceroute = cardAt<ResultsTracerouteCard>(*view, 1, 0);
+    ASSERT_NE(traceroute, nullptr);
+    const QStringList texts = labelTexts(traceroute);
+    EXPECT_TRUE(texts.contains(u"Hop detail not available"_s));
+    EXPECT_TRUE(texts.contains(u"8 hops"_s));
+    EXPECT_TRUE(texts.contains(u"stable path"_s));
+}
+
+TEST_F(ResultsBottomChartsViewTest, ANewCaptureRebuildsTheGrid) {
+    auto view = shownView(u"failed.csv"_s);
+    const int builds = view->rebuildCount();
+    state.loadCapture(testDataPath(u"results-charts/good.csv"_s));
+    QApplication::processEvents();
+    EXPECT_GT(view->rebuildCount(), builds);
+    EXPECT_EQ(view->rowCount(), 3);
+    EXPECT_NE(cardAt<ResultsThroughputCard>(*view, 0, 0), nullptr);
+}
+
+TEST_F(ResultsBottomChartsViewTest, AHiddenGridWaitsUntilItShows) {
+    auto view = shownView(u"failed.csv"_s);
+    view->hide();
+    const int builds = view->rebuildCount();
+    state.loadCapture(testDataPath(u"results-charts/good.csv"_s));
+    EXPECT_EQ(view->rebuildCount(), builds);
+    view->show();
+    QApplication::processEvents();
+    EXPECT_EQ(view->rebuildCount(), builds + 1);
+    EXPECT_EQ(view->rowCount(), 3);
+}
+
+TEST_F(ResultsBottomChartsViewTest, DrawsInTheDarkScheme) {
+    Theme::apply(*qApp, Theme::Scheme::Dark);
+    auto view = shownView(u"good.csv"_s);
+    const QImage picture = view->grab().toImage();
+    EXPECT_FALSE(picture.isNull());
+    auto* card = cardAt<ResultsSignalCard>(*view, 0, 1);
+    ASSERT_NE(card, nullptr);
+    // The axis labels follow the scheme's secondary text colour.
+    EXPECT_EQ(card->chart()->axes().first()->labelsBrush().color(),
+              view->palette().color(QPalette::PlaceholderText));
+}
