@@ -2,6 +2,7 @@
 
 #include "core/AppState.h"
 #include "core/VirtualClock.h"
+#include "screens/ResultsSeriesThinning.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/TempHome.h"
@@ -19,10 +20,12 @@
 #include <QBarSeries>
 #include <QBoxPlotSeries>
 #include <QChart>
+#include <QFile>
 #include <QLabel>
 #include <QLineSeries>
 #include <QScrollBar>
 #include <QTemporaryDir>
+#include <QTextStream>
 
 #include <memory>
 
@@ -105,19 +108,17 @@ TEST_F(ResultsBottomChartsViewTest, AGoodCaptureShowsEveryChartInThreeRows) {
     auto* signal = cardAt<ResultsSignalCard>(*view, 0, 1);
     ASSERT_NE(signal, nullptr);
     EXPECT_EQ(signal->title(), u"Signal Strength"_s);
-    EXPECT_TRUE(
-        labelTexts(signal).contains(state.rssiHistory().last().rssi + 0 == 0
-                                        ? u"?"_s
-                                        : QString::number(state.rssiHistory().last().rssi) + u" dBm"_s));
+    EXPECT_TRUE(labelTexts(signal).contains(u"-62 dBm"_s));
     EXPECT_EQ(signal->thresholdLabels(), (QStringList{u"Good"_s, u"Fair"_s, u"Poor"_s}));
     EXPECT_GT(signal->line()->count(), 1);
     // Ten minutes of readings: the newest five show, and the rest is a scroll away.
     ASSERT_NE(signal->scrollBar(), nullptr);
     EXPECT_DOUBLE_EQ(signal->window().upperBound - signal->window().lowerBound, 300'000);
-    const int before = signal->line()->count();
+    const double firstReading = double(state.rssiHistory().first().date.toMSecsSinceEpoch());
+    EXPECT_GT(signal->line()->at(0).x(), firstReading);
     signal->scrollBar()->setValue(0);
-    EXPECT_EQ(signal->window().lowerBound, double(state.rssiHistory().first().date.toMSecsSinceEpoch()));
-    EXPECT_GT(before + signal->line()->count(), 0);
+    EXPECT_EQ(signal->window().lowerBound, firstReading);
+    EXPECT_EQ(signal->line()->at(0).x(), firstReading);
 
     auto* download = cardAt<ResultsUtilizationCard>(*view, 1, 0);
     auto* upload = cardAt<ResultsUtilizationCard>(*view, 2, 0);
@@ -238,4 +239,45 @@ TEST_F(ResultsBottomChartsViewTest, DrawsInTheDarkScheme) {
     // The axis labels follow the scheme's secondary text colour.
     EXPECT_EQ(card->chart()->axes().first()->labelsBrush().color(),
               view->palette().color(QPalette::PlaceholderText));
+}
+
+TEST_F(ResultsBottomChartsViewTest, ASixHourCaptureFeedsTheChartsThinnedSeries) {
+    // Six hours of one DNS sample, one traffic reading and one signal reading a second.
+    QTemporaryDir dir;
+    const QString path = dir.filePath(u"long.csv"_s);
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Text));
+    QTextStream out(&file);
+    out << "timestamp,type,target,value,lost,seq,hop_count,mbps,bytes,streams,details\n";
+    const QDateTime start = QDateTime::fromString(u"2026-03-14T00:00:00Z"_s, Qt::ISODate);
+    qint64 seq = 0;
+    for (int s = 0; s < 6 * 3600; ++s) {
+        const QString at = start.addSecs(s).toString(Qt::ISODateWithMs);
+        out << at << ",dns,1.1.1.1," << 10 + s % 13 << ",0," << ++seq << ",,,,,\n";
+        out << at << ",throughput_observed,wlan0,,0," << ++seq << ",,,,,dl_mbps=" << (s == 7777 ? 500 : s % 9)
+            << " ul_mbps=1\n";
+        out << at << ",wifi,wlan0," << -50 - s % 20 << ",0," << ++seq << ",,,,,ssid=Lab\n";
+    }
+    file.close();
+    state.loadCapture(path);
+    auto view = std::make_unique<ResultsBottomChartsView>(state);
+    view->resize(900, view->sizeHint().height());
+    view->show();
+    QApplication::processEvents();
+
+    const qsizetype most = 2 * ResultsSeriesThinning::defaultBucketCount + 2;
+    auto* download = cardAt<ResultsUtilizationCard>(*view, 1, 0);
+    ASSERT_NE(download, nullptr);
+    EXPECT_LE(download->line()->count(), most);
+    const QList<QPointF> drawn = download->line()->points();
+    EXPECT_TRUE(
+        std::any_of(drawn.cbegin(), drawn.cend(), [](const QPointF& point) { return point.y() == 500; }));
+    auto* dnsQuic = cardAt<ResultsDnsQuicCard>(*view, 2, 1);
+    ASSERT_NE(dnsQuic, nullptr);
+    EXPECT_LE(dnsQuic->dotSeries()[0]->count(), most);
+    EXPECT_GT(dnsQuic->dotSeries()[0]->count(), 100);
+    // The signal shows its five-minute window: a few hundred readings of the 21,600.
+    auto* signal = cardAt<ResultsSignalCard>(*view, 0, 1);
+    ASSERT_NE(signal, nullptr);
+    EXPECT_LE(signal->line()->count(), 303);
 }

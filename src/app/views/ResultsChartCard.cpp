@@ -57,8 +57,10 @@ QValueAxis* makeValueAxis(const ClosedRange& domain, const QString& title) {
     axis->setRange(domain.lowerBound, domain.upperBound);
     axis->setTickType(QValueAxis::TicksDynamic);
     axis->setTickAnchor(0);
-    axis->setTickInterval(LiveLatencyChart::yTickInterval(domain));
-    axis->setLabelFormat(u"%.0f"_s);
+    const double step = LiveLatencyChart::yTickInterval(domain);
+    axis->setTickInterval(step);
+    // Steps below 1 (a link that idles under 2 Mbps) need a decimal, or labels repeat.
+    axis->setLabelFormat(step < 1 ? u"%.1f"_s : u"%.0f"_s);
     axis->setTitleText(title);
     return axis;
 }
@@ -118,22 +120,20 @@ ResultsChartCard::ResultsChartCard(const QString& title, const QStringList& trai
     m_title = new QLabel(title, this);
     m_title->setTextInteractionFlags(Qt::NoTextInteraction);
 
-    // The texts at the right stand in a column of their own that wraps, so that a narrow card puts them
-    // on two lines rather than cutting them or the title off.
-    auto* trailing = new QVBoxLayout;
+    // The texts at the right keep to one line each, side by side: a card is never narrower than its
+    // header, so nothing of it is cut.
+    auto* trailing = new QHBoxLayout;
     trailing->setContentsMargins(0, 0, 0, 0);
-    trailing->setSpacing(0);
     for (const QString& text : trailingTexts) {
         auto* label = new QLabel(text, this);
         label->setForegroundRole(QPalette::PlaceholderText);
         label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-        label->setWordWrap(true);
         m_trailing.append(label);
         trailing->addWidget(label);
     }
     auto* header = new QHBoxLayout;
     header->setContentsMargins(0, 0, 0, 0);
-    header->addWidget(m_title, 0, Qt::AlignLeft | Qt::AlignTop);
+    header->addWidget(m_title, 0, Qt::AlignLeft | Qt::AlignVCenter);
     header->addStretch(1);
     header->addLayout(trailing);
 
@@ -162,14 +162,8 @@ void ResultsChartCard::applyFonts() {
     QFont titleFont = font();
     titleFont.setWeight(QFont::DemiBold);
     m_title->setFont(titleFont);
-    // Whole texts side by side, and only wrapped when the card is narrower than both.
-    int widest = 0;
-    for (QLabel* label : std::as_const(m_trailing)) {
-        label->setFont(smallFont(font()));
-        widest = std::max(widest, label->fontMetrics().horizontalAdvance(label->text()));
-    }
     for (QLabel* label : std::as_const(m_trailing))
-        label->setMinimumWidth(std::min(widest + 2, fontMetrics().averageCharWidth() * 14));
+        label->setFont(smallFont(font()));
 }
 
 ResultsChartPlaceholder::ResultsChartPlaceholder(const QString& text, QWidget* parent)
@@ -244,16 +238,26 @@ void ResultsChartView::restyle() {
         axis->setTitleFont(small);
         axis->setGridLineColor(grid);
         axis->setLinePenColor(axisLine);
+        // A short label ("100", "#3") is never worth an ellipsis.
+        axis->setTruncateLabels(false);
     }
     // The labels at the ends of the axes are centred on them: room for half a label all round.
     const QFontMetrics metrics(small);
-    chart()->setMargins(QMargins(2, metrics.height() / 2, metrics.horizontalAdvance(u"00:00"_s) / 2, 0));
+    const int right = std::max(metrics.horizontalAdvance(u"00:00"_s) / 2,
+                               m_rightLabel.isEmpty() ? 0 : metrics.horizontalAdvance(m_rightLabel) + 6);
+    chart()->setMargins(QMargins(2, metrics.height() / 2, right, 0));
     schemeChanged();
+}
+
+void ResultsChartView::setRightLabelRoom(const QString& widestLabel) {
+    m_rightLabel = widestLabel;
+    restyle();
 }
 
 QDateTimeAxis* ResultsChartView::makeTimeAxis(double spanMs) {
     auto* axis = new QDateTimeAxis;
-    axis->setFormat(spanMs < 10 * 60 * 1000.0 ? u"HH:mm:ss"_s : u"HH:mm"_s);
+    // Seconds only where the span is short enough for them to differ from label to label.
+    axis->setFormat(spanMs < 5 * 60 * 1000.0 ? u"HH:mm:ss"_s : u"HH:mm"_s);
     axis->setTickCount(4);
     return axis;
 }
@@ -303,17 +307,8 @@ ResultsLegendEntry::ResultsLegendEntry(const QString& text, const QColor& color,
     : QWidget(parent) {
     auto* dot = new QLabel(this);
     const int side = std::max(6, fontMetrics().height() / 2);
-    QPixmap pixmap(side * 2, side * 2);
-    pixmap.setDevicePixelRatio(2);
-    pixmap.fill(Qt::transparent);
-    {
-        QPainter painter(&pixmap);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(color);
-        painter.drawEllipse(QRectF(0, 0, side, side));
-    }
-    dot->setPixmap(pixmap);
+    dot->setPixmap(QPixmap::fromImage(
+        ResultsChartParts::dotMarker(color, side, std::max<qreal>(2, devicePixelRatioF()))));
     m_text = new QLabel(text, this);
     m_text->setForegroundRole(QPalette::PlaceholderText);
     m_text->setFont(smallFont(font()));

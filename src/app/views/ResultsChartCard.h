@@ -93,6 +93,8 @@ public:
 
     // Colours and fonts of every axis after a change of scheme or font.
     void restyle();
+    // Room at the right of the plot for labels drawn there, as wide as this one in the small font.
+    void setRightLabelRoom(const QString& widestLabel);
     // A time axis for a span of this many milliseconds: to the second for short spans.
     static QDateTimeAxis* makeTimeAxis(double spanMs);
 
@@ -100,6 +102,9 @@ protected:
     void changeEvent(QEvent* event) override;
     // After each restyle, for the marks the subclass draws in the scheme's colours.
     virtual void schemeChanged() {}
+
+private:
+    QString m_rightLabel;
 };
 
 // A thin track with a filled stretch on it, from `start` to `start + length` of its width (0 to 1).

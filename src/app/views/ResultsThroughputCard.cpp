@@ -92,6 +92,8 @@ QWidget* ResultsThroughputCard::makeSubChart(const SubChart& sub) {
         series->append(set);
         series->setBoxWidth(0.5);
         xAxis->append(sub.title);
+        // The box's name already stands above the chart.
+        xAxis->setLabelsVisible(false);
         chart->addAxis(xAxis, Qt::AlignBottom);
         chart->addAxis(yAxis, Qt::AlignLeft);
         attach(chart, series, xAxis, yAxis);

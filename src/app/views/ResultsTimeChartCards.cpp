@@ -72,7 +72,13 @@ ResultsSignalCard::ResultsSignalCard(const ResultsSignalChart::Model& model, QWi
     m_line->setName(m_model.title);
     m_line->setPen(QPen(toColor(signalColor), 2));
     attach(chart, m_line, m_xAxis, m_yAxis);
-    m_view->restyle();
+    // The quality words stand in the margin at the right of the plot, where no reading covers them.
+    QString widest;
+    for (const ResultsSignalChart::Threshold& threshold : std::as_const(m_model.thresholds)) {
+        if (threshold.label.size() > widest.size())
+            widest = threshold.label;
+    }
+    m_view->setRightLabelRoom(widest);
     connect(chart, &QChart::plotAreaChanged, this, [this] { placeThresholdLabels(); });
     body()->addWidget(m_view, 1);
 
@@ -121,9 +127,10 @@ void ResultsSignalCard::placeThresholdLabels() {
         const double value = m_model.thresholds[i].rssi;
         const double y = plot.top() + (m_model.yDomain.upperBound - value) / span * plot.height();
         const QRectF box = label->boundingRect();
-        // The lowest line's word goes under it: "Fair" and "Poor" lie only 3 dBm apart.
+        // Each word sits just above its line, the lowest one's just below: "Fair" and "Poor" lie only
+        // 3 dBm apart.
         const bool below = i == m_thresholdLabels.size() - 1;
-        label->setPos(plot.right() - box.width() - 2, below ? y + 1 : y - box.height() - 1);
+        label->setPos(plot.right() + 4, below ? y - 1 : y - box.height() + 1);
     }
 }
 
@@ -172,8 +179,8 @@ ResultsDnsQuicCard::ResultsDnsQuicCard(const ResultsDnsQuicChart::Model& model, 
     chart->addAxis(xAxis, Qt::AlignBottom);
     chart->addAxis(yAxis, Qt::AlignLeft);
 
-    constexpr qreal dotSize = 7;
-    constexpr double dotOpacity = 0.8;
+    constexpr qreal dotSize = 5;
+    constexpr double dotOpacity = 0.7;
     auto* legend = new QHBoxLayout;
     legend->setContentsMargins(0, 0, 0, 0);
     legend->addStretch(1);
