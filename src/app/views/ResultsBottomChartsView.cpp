@@ -37,9 +37,19 @@ QWidget* ResultsBottomChartsView::cell(int row, int column) const {
 
 void ResultsBottomChartsView::requestRebuild() {
     m_stale = true;
-    // A hidden grid does no work: during a capture the series change twice a second.
-    if (isVisible())
-        rebuild();
+    // A hidden grid does no work: during a capture the series change twice a second. A shown one
+    // builds once for all the signals of one change (a loaded capture sends several at once).
+    if (!isVisible() || m_rebuildQueued)
+        return;
+    m_rebuildQueued = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_rebuildQueued = false;
+            if (m_stale && isVisible())
+                rebuild();
+        },
+        Qt::QueuedConnection);
 }
 
 void ResultsBottomChartsView::showEvent(QShowEvent* event) {

@@ -35,5 +35,6 @@ private:
     QList<QWidget*> m_cells; // row by row, left then right
     ResultsBottomCharts::Model m_model;
     bool m_stale = true;
+    bool m_rebuildQueued = false;
     int m_rebuildCount = 0;
 };

@@ -215,7 +215,6 @@ ResultsChartView::ResultsChartView(QWidget* parent)
     setRenderHint(QPainter::Antialiasing);
     setFrameShape(QFrame::NoFrame);
     setBackgroundBrush(Qt::NoBrush);
-    setStyleSheet(u"background: transparent"_s);
     viewport()->setAutoFillBackground(false);
     setFocusPolicy(Qt::NoFocus);
     setMinimumHeight(fontMetrics().height() * 10);
