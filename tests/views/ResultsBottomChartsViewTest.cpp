@@ -295,3 +295,20 @@ TEST_F(ResultsBottomChartsViewTest, ASixHourCaptureFeedsTheChartsThinnedSeries) 
     ASSERT_NE(signal, nullptr);
     EXPECT_LE(signal->line()->count(), 303);
 }
+
+TEST_F(ResultsBottomChartsViewTest, LongAddressesFitAColumnOfANarrowWindow) {
+    const QDateTime at = QDateTime::fromString(u"2026-03-14T09:30:00Z"_s, Qt::ISODate);
+    const QList<HopDetail> hops = {{1, u"2001:db8:85a3:1200:8a2e:370:7334:1"_s, 2.0, std::nullopt},
+                                   {2, u"2001:db8:85a3:1200:8a2e:370:7334:2"_s, 9.0, std::nullopt},
+                                   {3, u"2606:4700:4700::1111"_s, 20.0, std::nullopt}};
+    const TraceroutePoint route{at, 3, hops.first().ip, u"2606:4700:4700::1111"_s, hops};
+    ResultsTracerouteCard card(ResultsTracerouteChart::model({route}));
+    card.show();
+    QApplication::processEvents();
+    // The narrowest window leaves each of the two columns about 280 pixels.
+    EXPECT_LE(card.minimumSizeHint().width(), 280);
+    const QList<QLabel*> labels = card.findChildren<QLabel*>();
+    EXPECT_TRUE(std::any_of(labels.cbegin(), labels.cend(), [](const QLabel* label) {
+        return label->accessibleName() == u"2001:db8:85a3:1200:8a2e:370:7334:1"_s;
+    }));
+}

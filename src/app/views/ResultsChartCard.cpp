@@ -97,9 +97,7 @@ using ResultsChartParts::smallFont;
 using ResultsChartParts::toColor;
 
 ResultsChartTile::ResultsChartTile(QWidget* parent)
-    : QWidget(parent) {
-    setAttribute(Qt::WA_OpaquePaintEvent, false);
-}
+    : QWidget(parent) {}
 
 void ResultsChartTile::paintEvent(QPaintEvent*) {
     QPainter painter(this);

@@ -68,8 +68,12 @@ ResultsTracerouteCard::ResultsTracerouteCard(const Model& model, QWidget* parent
     for (const HopRow& row : m_model.rows) {
         QLabel* number = smallLabel(row.hopText, this);
         number->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-        QLabel* address = smallLabel(row.address, this, false);
-        address->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        // A long IPv6 address may break after its colons rather than widen the card past its column.
+        QString breakable = row.address;
+        breakable.replace(u':', u":\u200B"_s);
+        QLabel* address = smallLabel(breakable, this, false);
+        address->setWordWrap(true);
+        address->setAccessibleName(row.address);
         QLabel* rtt = smallLabel(row.rttText.value_or(QString()), this, false);
         rtt->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
         QLabel* delta = smallLabel(row.deltaText.value_or(QString()), this);
