@@ -1,0 +1,147 @@
+#include "ResultsThroughputCard.h"
+
+#include "screens/ResultsPalette.h"
+
+#include <QBarCategoryAxis>
+#include <QBarSeries>
+#include <QBarSet>
+#include <QBoxPlotSeries>
+#include <QBoxSet>
+#include <QChart>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineSeries>
+#include <QVBoxLayout>
+#include <QValueAxis>
+
+using namespace Qt::StringLiterals;
+using namespace ResultsChartParts;
+using namespace ResultsThroughputChart;
+
+namespace {
+
+constexpr double boxFillOpacity = 0.3;
+constexpr qreal testDotSize = 7;
+
+// The tests of a box plot spread a little sideways, so that equal rates don't hide each other.
+double spread(qsizetype index) {
+    constexpr double offsets[] = {0, -0.12, 0.12, -0.06, 0.06, -0.18, 0.18};
+    return offsets[index % qsizetype(std::size(offsets))];
+}
+
+} // namespace
+
+ResultsThroughputCard::ResultsThroughputCard(const Model& model, QWidget* parent)
+    : ResultsChartCard(model.title, model.mediansText ? QStringList{*model.mediansText} : QStringList{},
+                       parent)
+    , m_model(model) {
+    auto* charts = new QHBoxLayout;
+    charts->setContentsMargins(0, 0, 0, 0);
+    for (const SubChart& sub : m_model.subCharts)
+        charts->addWidget(makeSubChart(sub), 1);
+    body()->addLayout(charts, 1);
+    if (m_model.cdn)
+        body()->addWidget(makeCdnRow(*m_model.cdn));
+}
+
+QStringList ResultsThroughputCard::subChartTitles() const {
+    return m_subChartTitles;
+}
+
+QStringList ResultsThroughputCard::cdnTexts() const {
+    return m_cdnTexts;
+}
+
+QWidget* ResultsThroughputCard::makeSubChart(const SubChart& sub) {
+    auto* holder = new QWidget(this);
+    auto* title = new QLabel(sub.title, holder);
+    title->setFont(smallFont(font()));
+    title->setForegroundRole(QPalette::PlaceholderText);
+    title->setAlignment(Qt::AlignHCenter);
+    auto* view = new ResultsChartView(holder);
+    view->setMinimumHeight(fontMetrics().height() * 9);
+    QChart* chart = view->chart();
+
+    auto* xAxis = new QBarCategoryAxis;
+    QValueAxis* yAxis = makeValueAxis(roundedUp(sub.top), m_model.yAxisTitle);
+    const QColor color = toColor(sub.color);
+    if (m_model.form == Form::bars) {
+        auto* set = new QBarSet(sub.title);
+        QStringList categories;
+        for (const Bar& bar : sub.bars) {
+            set->append(bar.mbps);
+            categories.append(bar.label);
+        }
+        set->setColor(color);
+        set->setBorderColor(color);
+        auto* series = new QBarSeries;
+        series->append(set);
+        series->setBarWidth(0.6);
+        xAxis->append(categories);
+        xAxis->setTitleText(m_model.xAxisTitle);
+        chart->addAxis(xAxis, Qt::AlignBottom);
+        chart->addAxis(yAxis, Qt::AlignLeft);
+        attach(chart, series, xAxis, yAxis);
+    } else if (sub.box) {
+        auto* set = new QBoxSet(sub.box->minimum, sub.box->lowerQuartile, sub.box->median,
+                                sub.box->upperQuartile, sub.box->maximum, sub.title);
+        set->setBrush(toColor(sub.color, boxFillOpacity));
+        set->setPen(QPen(color, 1.5));
+        auto* series = new QBoxPlotSeries;
+        series->append(set);
+        series->setBoxWidth(0.5);
+        xAxis->append(sub.title);
+        // The box's name already stands above the chart.
+        xAxis->setLabelsVisible(false);
+        chart->addAxis(xAxis, Qt::AlignBottom);
+        chart->addAxis(yAxis, Qt::AlignLeft);
+        attach(chart, series, xAxis, yAxis);
+        // Each test as a dot over its box.
+        auto* tests = new QLineSeries;
+        tests->setName(sub.title + u" tests"_s);
+        tests->setPen(Qt::NoPen);
+        tests->setMarkerSize(testDotSize);
+        tests->setLightMarker(dotMarker(color, testDotSize, std::max<qreal>(2, devicePixelRatioF())));
+        for (qsizetype i = 0; i < sub.values.size(); ++i)
+            tests->append(spread(i), sub.values[i]);
+        attach(chart, tests, xAxis, yAxis);
+    }
+    view->restyle();
+    m_subCharts.append(chart);
+    m_subChartTitles.append(sub.title);
+
+    auto* layout = new QVBoxLayout(holder);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(title);
+    layout->addWidget(view, 1);
+    return holder;
+}
+
+QWidget* ResultsThroughputCard::makeCdnRow(const CdnRow& row) {
+    auto* holder = new QWidget(this);
+    auto* title = new QLabel(row.title, holder);
+    QFont titleFont = smallFont(font());
+    titleFont.setWeight(QFont::DemiBold);
+    title->setFont(titleFont);
+    m_cdnTexts.append(row.title);
+
+    auto* grid = new QGridLayout(holder);
+    grid->setContentsMargins(0, fontMetrics().height() / 3, 0, 0);
+    grid->setHorizontalSpacing(fontMetrics().averageCharWidth());
+    grid->setVerticalSpacing(2);
+    grid->addWidget(title, 0, 0, 1, 2);
+    int line = 1;
+    for (const CdnEntry& entry : row.entries) {
+        auto* text = new QLabel(entry.text, holder);
+        text->setFont(smallFont(font()));
+        grid->addWidget(text, line, 0);
+        grid->addWidget(new ResultsShareBar(0, entry.share, toColor(ResultsPalette::downloadColor()), holder),
+                        line, 1, Qt::AlignVCenter);
+        m_cdnTexts.append(entry.text);
+        ++line;
+    }
+    grid->setColumnStretch(1, 1);
+    return holder;
+}
