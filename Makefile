@@ -32,6 +32,7 @@ bench: build
 	@bash scripts/install-deps.sh bench
 	$(BUILD)/bin/norvane-bench
 	QT_QPA_PLATFORM=offscreen $(BUILD)/bin/norvane-running-bench
+	QT_QPA_PLATFORM=offscreen $(BUILD)/bin/norvane-results-bench
 
 # The whole suite under AddressSanitizer and UndefinedBehaviorSanitizer.
 asan: deps

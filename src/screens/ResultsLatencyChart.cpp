@@ -5,11 +5,16 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace ResultsLatencyChart {
+
+double markDiameter(double size) {
+    return 2.0 * std::sqrt(std::max(0.0, size) / std::numbers::pi);
+}
 
 namespace {
 

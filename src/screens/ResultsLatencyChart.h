@@ -19,9 +19,13 @@
 // are milliseconds since the epoch. The view only hands these to the charting library.
 namespace ResultsLatencyChart {
 
+// Mark sizes are areas in square pixels, as chart symbols are sized: a lost sample's point covers five
+// thirds of the ink of an answered one, and thousands of answered points stay apart.
 inline constexpr double dotSize = 12;
 inline constexpr double dotOpacity = 0.7;
 inline constexpr double lossPointSize = 20;
+// The diameter of a round mark of the given area.
+double markDiameter(double size);
 inline constexpr double lossPointOpacity = 0.6;
 inline constexpr double speedTestBandOpacity = 0.12;
 inline constexpr double lossBucketSeconds = 10;

@@ -203,6 +203,9 @@ TEST(ResultsLatencyChartMarks, LostSamplesAreLargeRedPointsNearTheTop) {
     EXPECT_EQ(dotSize, 12);
     EXPECT_EQ(dotOpacity, 0.7);
     EXPECT_EQ(lossPointSize, 20);
+    // Sizes are areas: a point of size 20 is about 5 pixels across, one of 12 about 3.9.
+    EXPECT_NEAR(markDiameter(lossPointSize), 5.05, 0.01);
+    EXPECT_NEAR(markDiameter(dotSize), 3.91, 0.01);
     EXPECT_EQ(lossPointOpacity, 0.6);
 }
 

@@ -235,6 +235,7 @@ int main(int argc, char* argv[]) {
              state.loadCapture(sixHourCsv);
              settle();
              TourSteps::scrollScreen(window, 0.3);
+             TourSteps::scrollLatencyChart(window, 0.5);
          }},
         // Each row of the upload status, with the events that the upload tool prints in its scenarios.
         {u"results-upload-preparing"_s,

@@ -3,6 +3,7 @@
 #include "core/AppState.h"
 #include "support/AppStateTestAccess.h"
 #include "views/MainWindow.h"
+#include "views/ResultsLatencyChartView.h"
 
 #include <QApplication>
 #include <QDir>
@@ -46,6 +47,13 @@ void scrollScreen(MainWindow& window, double fraction) {
         QScrollBar* bar = area->verticalScrollBar();
         bar->setValue(bar->minimum() + int(std::lround(fraction * (bar->maximum() - bar->minimum()))));
         return;
+    }
+}
+
+void scrollLatencyChart(MainWindow& window, double fraction) {
+    for (ResultsLatencyChartView* chart : window.findChildren<ResultsLatencyChartView*>()) {
+        QScrollBar* bar = chart->scrollBar();
+        bar->setValue(bar->minimum() + int(std::lround(fraction * (bar->maximum() - bar->minimum()))));
     }
 }
 

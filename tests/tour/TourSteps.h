@@ -18,6 +18,9 @@ void openSuggestions(MainWindow& window);
 // Scrolls the screen shown to a fraction of its height: 0 the top, 1 the bottom.
 void scrollScreen(MainWindow& window, double fraction);
 
+// Moves the results screen's latency chart to a fraction of the capture's length.
+void scrollLatencyChart(MainWindow& window, double fraction);
+
 // Plays what the upload tool would print in one run of the sweep, from a clean upload state: its event
 // lines, then, with an exit code, its end.
 void playUpload(AppState& state, const QByteArrayList& lines, std::optional<int> exitCode);

@@ -1,5 +1,9 @@
 #include "views/ResultsView.h"
 
+#include "views/LossHeatmapView.h"
+#include "views/ResultsBottomChartsView.h"
+#include "views/ResultsLatencyChartView.h"
+
 #include "views/StatCardView.h"
 #include "views/Theme.h"
 #include "views/UploadStatusView.h"
@@ -285,22 +289,23 @@ TEST_F(ResultsViewTest, TheHeaderButtonsStandOnTheRightInTheirOrder) {
     EXPECT_GT(x(share), view->width() / 3);
 }
 
-TEST_F(ResultsViewTest, TheChartPlacesStandBetweenTheCardsAndTheUploadStatus) {
+TEST_F(ResultsViewTest, TheChartsStandBetweenTheCardsAndTheUploadStatus) {
     loadGoodCapture();
     open();
-    auto* latencyChart = new QLabel(u"latency chart stand-in"_s);
-    latencyChart->setMinimumHeight(100);
-    view->latencySection()->addWidget(latencyChart);
-    auto* bottom = new QLabel(u"bottom charts stand-in"_s);
-    bottom->setMinimumHeight(100);
-    view->bottomCharts()->addWidget(bottom);
+    QWidget* latencyChart = view->latencyChart();
+    QWidget* heatmap = view->lossHeatmap();
+    QWidget* bottom = view->bottomCharts();
+    ASSERT_TRUE(latencyChart->isVisible());
+    ASSERT_TRUE(heatmap->isVisible());
+    ASSERT_TRUE(bottom->isVisible());
     uploadEvent(UploadStartEvent{2});
     QApplication::processEvents();
     const auto y = [this](QWidget* widget) { return widget->mapTo(view.get(), QPoint()).y(); };
     auto* lastCard = view->findChild<StatCardView*>(u"summaryCard4"_s);
     auto* upload = view->findChild<UploadStatusView*>();
     EXPECT_GT(y(latencyChart), y(lastCard) + lastCard->height() - 1);
-    EXPECT_GT(y(bottom), y(latencyChart) + latencyChart->height() - 1);
+    EXPECT_GT(y(heatmap), y(latencyChart) + latencyChart->height() - 1);
+    EXPECT_GT(y(bottom), y(heatmap) + heatmap->height() - 1);
     EXPECT_GT(y(upload), y(bottom) + bottom->height() - 1);
     EXPECT_GT(y(part("resultsSavedLine")), y(upload));
     EXPECT_EQ(view->bannerSlot()->count(), 0) << "no update banner yet";

@@ -299,7 +299,7 @@ ResultsLatencyChartView::ResultsLatencyChartView(AppState& state, QWidget* paren
     m_lossSeries = new QLineSeries;
     m_lossSeries->setName(lossKey());
     m_lossSeries->setPen(Qt::NoPen);
-    m_lossSeries->setMarkerSize(lossPointSize);
+    m_lossSeries->setMarkerSize(markDiameter(lossPointSize));
     m_chart->addSeries(m_lossSeries);
     m_lossSeries->attachAxis(m_xAxis);
     m_lossSeries->attachAxis(m_yAxis);
@@ -401,7 +401,7 @@ void ResultsLatencyChartView::syncDotSeries() {
         series->setName(type);
         // Only the markers show: samples of one probe are not a line.
         series->setPen(Qt::NoPen);
-        series->setMarkerSize(dotSize);
+        series->setMarkerSize(markDiameter(dotSize));
         m_chart->addSeries(series);
         series->attachAxis(m_xAxis);
         series->attachAxis(m_yAxis);
@@ -483,10 +483,10 @@ void ResultsLatencyChartView::makeMarkers() {
     m_markerPixelRatio = devicePixelRatioF();
     const qreal ratio = std::max<qreal>(1, m_markerPixelRatio);
     for (QLineSeries* series : std::as_const(m_dotSeries))
-        series->setLightMarker(
-            dotMarker(dotSize, toColor(ResultsPalette::probeColor(series->name()), dotOpacity), ratio));
-    m_lossSeries->setLightMarker(
-        dotMarker(lossPointSize, toColor(ResultsPalette::lossColor(), lossPointOpacity), ratio));
+        series->setLightMarker(dotMarker(
+            markDiameter(dotSize), toColor(ResultsPalette::probeColor(series->name()), dotOpacity), ratio));
+    m_lossSeries->setLightMarker(dotMarker(markDiameter(lossPointSize),
+                                           toColor(ResultsPalette::lossColor(), lossPointOpacity), ratio));
 }
 
 void ResultsLatencyChartView::applyPalette() {

@@ -1,5 +1,9 @@
 #include "ResultsView.h"
 
+#include "LossHeatmapView.h"
+#include "ResultsBottomChartsView.h"
+#include "ResultsLatencyChartView.h"
+
 #include "FlowLayout.h"
 #include "Icons.h"
 #include "StatCardView.h"
@@ -130,16 +134,20 @@ ResultsView::ResultsView(AppState& state, QWidget* parent)
     // 5. The latency chart with the loss strip.
     m_latencyBox = new QWidget(content);
     m_latencyBox->setObjectName(u"latencySection"_s);
-    m_latencySection = new QVBoxLayout(m_latencyBox);
-    m_latencySection->setContentsMargins(0, 0, 0, 0);
+    auto* latencySection = new QVBoxLayout(m_latencyBox);
+    latencySection->setContentsMargins(0, 0, 0, 0);
+    latencySection->setSpacing(line);
+    m_latencyChart = new ResultsLatencyChartView(m_state, m_latencyBox);
+    latencySection->addWidget(m_latencyChart);
+    m_lossHeatmap = new LossHeatmapView(m_state, m_latencyBox);
+    latencySection->addWidget(m_lossHeatmap);
     column->addWidget(m_latencyBox);
 
     // 6. The bottom charts.
-    auto* bottomBox = new QWidget(content);
-    bottomBox->setObjectName(u"bottomCharts"_s);
-    m_bottomCharts = new QVBoxLayout(bottomBox);
-    m_bottomCharts->setContentsMargins(0, 0, 0, 0);
-    column->addWidget(bottomBox);
+    column->addSpacing(line / 2);
+    m_bottomCharts = new ResultsBottomChartsView(m_state, content);
+    m_bottomCharts->setObjectName(u"bottomCharts"_s);
+    column->addWidget(m_bottomCharts);
 
     // 7. The upload status, and where the files are.
     column->addSpacing(line / 2);

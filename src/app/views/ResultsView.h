@@ -5,10 +5,13 @@
 
 class AppState;
 class FlowLayout;
+class LossHeatmapView;
 class QLabel;
 class QPushButton;
 class QScrollArea;
 class QVBoxLayout;
+class ResultsBottomChartsView;
+class ResultsLatencyChartView;
 class ResultsScreen;
 class StatCardView;
 class UploadStatusView;
@@ -24,11 +27,12 @@ public:
 
     ResultsScreen& model() const { return *m_model; }
 
-    // The places of the charts, in the scrolling column. The latency section sits below the cards and
-    // shows only while the capture has latency points; the bottom charts sit below it, above the upload
-    // status. Widgets added to these layouts follow AppState themselves.
-    QVBoxLayout* latencySection() const { return m_latencySection; }
-    QVBoxLayout* bottomCharts() const { return m_bottomCharts; }
+    // The charts, in the scrolling column. The latency section sits below the cards and shows only
+    // while the capture has latency points; the bottom charts sit below it, above the upload status.
+    // Each follows AppState itself.
+    ResultsLatencyChartView* latencyChart() const { return m_latencyChart; }
+    LossHeatmapView* lossHeatmap() const { return m_lossHeatmap; }
+    ResultsBottomChartsView* bottomCharts() const { return m_bottomCharts; }
     // The place of the update banner, between the header and the error line.
     QVBoxLayout* bannerSlot() const { return m_bannerSlot; }
 
@@ -73,9 +77,10 @@ private:
     QWidget* m_videoSection = nullptr;
     QList<StatCardView*> m_videoCards;
 
-    QWidget* m_latencyBox = nullptr;
-    QVBoxLayout* m_latencySection = nullptr; // latency chart and loss strip
-    QVBoxLayout* m_bottomCharts = nullptr;   // the grid of the smaller charts
+    QWidget* m_latencyBox = nullptr; // latency chart and loss strip
+    ResultsLatencyChartView* m_latencyChart = nullptr;
+    LossHeatmapView* m_lossHeatmap = nullptr;
+    ResultsBottomChartsView* m_bottomCharts = nullptr;
 
     UploadStatusView* m_uploadStatus = nullptr;
     QLabel* m_savedLine = nullptr;
