@@ -227,3 +227,16 @@ TEST(CaptureLibraryModelLifetime, ScanThatEndsAfterTheModelIsGoneIsDropped) {
     QCoreApplication::processEvents();
     EXPECT_TRUE(QFileInfo::exists(StatsCache::path(dir.path())));
 }
+
+TEST_F(CaptureLibraryModelTest, FigureTitlesStandRightAboveTheirFigures) {
+    const auto alignment = [&](CaptureColumn column) {
+        return model.headerData(int(column), Qt::Horizontal, Qt::TextAlignmentRole).value<Qt::Alignment>() &
+               Qt::AlignHorizontal_Mask;
+    };
+    for (CaptureColumn text : {CaptureColumn::date, CaptureColumn::location, CaptureColumn::network})
+        EXPECT_EQ(alignment(text), Qt::AlignLeft);
+    for (CaptureColumn figure : {CaptureColumn::duration, CaptureColumn::download, CaptureColumn::upload,
+                                 CaptureColumn::latency, CaptureColumn::loss})
+        EXPECT_EQ(alignment(figure), Qt::AlignRight);
+    EXPECT_FALSE(model.headerData(0, Qt::Vertical, Qt::DisplayRole).isValid());
+}
