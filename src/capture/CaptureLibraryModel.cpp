@@ -28,6 +28,13 @@ QVariant CaptureLibraryModel::data(const QModelIndex& index, int role) const {
         return CaptureLibrary::cellText(capture, column);
     case Qt::TextAlignmentRole:
         return alignment(column);
+    case Qt::ToolTipRole:
+        // The free texts may be cut short in a narrow column; their whole text is a hover away.
+        if (column == CaptureColumn::location || column == CaptureColumn::network) {
+            const QString text = CaptureLibrary::cellText(capture, column);
+            return text.isEmpty() ? QVariant() : QVariant(text);
+        }
+        return {};
     case SortRole: {
         const auto figure = [](const std::optional<double>& value) {
             return value ? QVariant(*value) : QVariant();

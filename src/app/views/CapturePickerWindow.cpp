@@ -18,6 +18,7 @@
 #include <QScopedValueRollback>
 #include <QShowEvent>
 #include <QStackedWidget>
+#include <QStyledItemDelegate>
 #include <QTableView>
 #include <QVBoxLayout>
 
@@ -64,6 +65,18 @@ QString widestSample(CaptureColumn column) {
     }
     return {};
 }
+
+// Rows are chosen whole, so the focus frame around the one current cell says nothing: it is left out.
+class RowDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->state &= ~QStyle::State_HasFocus;
+    }
+};
 
 } // namespace
 
@@ -190,7 +203,6 @@ QWidget* CapturePickerWindow::buildTablePage() {
     m_filter->setPlaceholderText(CapturePickerScreen::filterPlaceholder);
     m_filter->setAccessibleName(CapturePickerScreen::filterPlaceholder);
     m_filter->setClearButtonEnabled(true);
-    m_filter->addAction(Icons::symbol(u"magnifyingglass"_s), QLineEdit::LeadingPosition);
     connect(m_filter, &QLineEdit::textChanged, &library, &CaptureLibraryModel::setFilterText);
 
     m_table = new QTableView;
@@ -203,6 +215,7 @@ QWidget* CapturePickerWindow::buildTablePage() {
     m_table->setWordWrap(false);
     m_table->setTextElideMode(Qt::ElideRight);
     m_table->setContextMenuPolicy(Qt::CustomContextMenu);
+    m_table->setItemDelegate(new RowDelegate(m_table));
     m_table->verticalHeader()->hide();
     m_table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     m_table->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 10);
@@ -251,10 +264,9 @@ void CapturePickerWindow::sizeColumns() {
     QHeaderView* header = m_table->horizontalHeader();
     header->setStretchLastSection(false);
     const QFontMetrics cells(m_table->font());
-    const QFontMetrics titles(header->font());
-    // Room for the cell margins and, in the header, for the sort arrow beside the title.
-    const int margin = 2 * m_table->style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, m_table) + 12;
-    const int arrow = m_table->style()->pixelMetric(QStyle::PM_HeaderMarkSize, nullptr, header) + 12;
+    // The item delegate's margins on both sides, and a little air between neighbouring figures.
+    const int cellMargin =
+        2 * (m_table->style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, m_table) + 1) + 10;
     for (int section = 0; section < captureColumnCount; ++section) {
         const auto column = static_cast<CaptureColumn>(section);
         if (column == CaptureColumn::location || column == CaptureColumn::network) {
@@ -262,9 +274,9 @@ void CapturePickerWindow::sizeColumns() {
             header->setSectionResizeMode(section, QHeaderView::Stretch);
             continue;
         }
-        const int width =
-            std::max(cells.horizontalAdvance(widestSample(column)) + margin,
-                     titles.horizontalAdvance(CaptureLibrary::columnTitle(column)) + margin + arrow);
+        // The header's own hint keeps room for the sort arrow beside the title.
+        const int width = std::max(cells.horizontalAdvance(widestSample(column)) + cellMargin,
+                                   header->sectionSizeHint(section));
         header->setSectionResizeMode(section, QHeaderView::Interactive);
         header->resizeSection(section, width);
     }
@@ -330,8 +342,7 @@ void CapturePickerWindow::openRowMenu(const QPoint& viewportPosition) {
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     menu->addAction(CapturePickerScreen::loadButtonTitle, m_screen, &CapturePickerScreen::loadSelected);
-    menu->addAction(Icons::symbol(u"trash"_s), CapturePickerScreen::deleteMenuTitle, m_screen,
-                    &CapturePickerScreen::requestDelete);
+    menu->addAction(CapturePickerScreen::deleteMenuTitle, m_screen, &CapturePickerScreen::requestDelete);
     m_rowMenu = menu;
     menu->popup(m_table->viewport()->mapToGlobal(viewportPosition));
 }
