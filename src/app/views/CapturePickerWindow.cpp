@@ -1,6 +1,7 @@
 #include "CapturePickerWindow.h"
 
 #include "Icons.h"
+#include "ScaledFont.h"
 #include "Spinner.h"
 
 #include "capture/CaptureLibrary.h"
@@ -27,14 +28,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QFont scaledFont(QFont font, double factor) {
-    if (font.pointSizeF() > 0)
-        font.setPointSizeF(font.pointSizeF() * factor);
-    else if (font.pixelSize() > 0)
-        font.setPixelSize(std::max(1, qRound(font.pixelSize() * factor)));
-    return font;
-}
 
 QLabel* centredLabel(const QString& text) {
     auto* label = new QLabel(text);
