@@ -27,10 +27,14 @@ QVariant CaptureLibraryModel::data(const QModelIndex& index, int role) const {
     case Qt::DisplayRole:
         return CaptureLibrary::cellText(capture, column);
     case Qt::TextAlignmentRole:
-        if (column == CaptureColumn::date || column == CaptureColumn::location ||
-            column == CaptureColumn::network)
-            return QVariant::fromValue(Qt::Alignment(Qt::AlignLeft | Qt::AlignVCenter));
-        return QVariant::fromValue(Qt::Alignment(Qt::AlignRight | Qt::AlignVCenter));
+        return alignment(column);
+    case Qt::ToolTipRole:
+        // The free texts may be cut short in a narrow column; their whole text is a hover away.
+        if (column == CaptureColumn::location || column == CaptureColumn::network) {
+            const QString text = CaptureLibrary::cellText(capture, column);
+            return text.isEmpty() ? QVariant() : QVariant(text);
+        }
+        return {};
     case SortRole: {
         const auto figure = [](const std::optional<double>& value) {
             return value ? QVariant(*value) : QVariant();
@@ -65,10 +69,26 @@ QVariant CaptureLibraryModel::data(const QModelIndex& index, int role) const {
 }
 
 QVariant CaptureLibraryModel::headerData(int section, Qt::Orientation orientation, int role) const {
-    if (orientation != Qt::Horizontal || role != Qt::DisplayRole || section < 0 ||
-        section >= captureColumnCount)
+    if (orientation != Qt::Horizontal || section < 0 || section >= captureColumnCount)
         return {};
-    return CaptureLibrary::columnTitle(static_cast<CaptureColumn>(section));
+    const auto column = static_cast<CaptureColumn>(section);
+    switch (role) {
+    case Qt::DisplayRole:
+        return CaptureLibrary::columnTitle(column);
+    case Qt::TextAlignmentRole:
+        // A title stands over its figures: right-aligned where they are.
+        return alignment(column);
+    default:
+        return {};
+    }
+}
+
+QVariant CaptureLibraryModel::alignment(CaptureColumn column) {
+    // Texts read from the left; figures line up on their last digit.
+    if (column == CaptureColumn::date || column == CaptureColumn::location ||
+        column == CaptureColumn::network)
+        return QVariant::fromValue(Qt::Alignment(Qt::AlignLeft | Qt::AlignVCenter));
+    return QVariant::fromValue(Qt::Alignment(Qt::AlignRight | Qt::AlignVCenter));
 }
 
 void CaptureLibraryModel::sort(int column, Qt::SortOrder order) {

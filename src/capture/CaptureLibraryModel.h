@@ -70,6 +70,7 @@ signals:
     void capturesChanged();
 
 private:
+    static QVariant alignment(CaptureColumn column);
     void setLoading(bool loading);
 
     QString m_folder;

@@ -227,3 +227,26 @@ TEST(CaptureLibraryModelLifetime, ScanThatEndsAfterTheModelIsGoneIsDropped) {
     QCoreApplication::processEvents();
     EXPECT_TRUE(QFileInfo::exists(StatsCache::path(dir.path())));
 }
+
+TEST_F(CaptureLibraryModelTest, FigureTitlesStandRightAboveTheirFigures) {
+    const auto alignment = [&](CaptureColumn column) {
+        return model.headerData(int(column), Qt::Horizontal, Qt::TextAlignmentRole).value<Qt::Alignment>() &
+               Qt::AlignHorizontal_Mask;
+    };
+    for (CaptureColumn text : {CaptureColumn::date, CaptureColumn::location, CaptureColumn::network})
+        EXPECT_EQ(alignment(text), Qt::AlignLeft);
+    for (CaptureColumn figure : {CaptureColumn::duration, CaptureColumn::download, CaptureColumn::upload,
+                                 CaptureColumn::latency, CaptureColumn::loss})
+        EXPECT_EQ(alignment(figure), Qt::AlignRight);
+    EXPECT_FALSE(model.headerData(0, Qt::Vertical, Qt::DisplayRole).isValid());
+}
+
+TEST_F(CaptureLibraryModelTest, LocationAndNetworkCarryTheirWholeTextAsATooltip) {
+    model.setAllCaptures({summary(u"x.csv"_s, day(6, 1), u"Conference Room B, 4th floor"_s, u"Guest"_s),
+                          summary(u"y.csv"_s, day(5, 1), QString(), QString())});
+    EXPECT_EQ(model.index(0, int(CaptureColumn::location)).data(Qt::ToolTipRole).toString(),
+              u"Conference Room B, 4th floor"_s);
+    EXPECT_EQ(model.index(0, int(CaptureColumn::network)).data(Qt::ToolTipRole).toString(), u"Guest"_s);
+    EXPECT_FALSE(model.index(1, int(CaptureColumn::location)).data(Qt::ToolTipRole).isValid());
+    EXPECT_FALSE(model.index(0, int(CaptureColumn::date)).data(Qt::ToolTipRole).isValid());
+}
