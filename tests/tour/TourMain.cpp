@@ -8,22 +8,27 @@
 #include "core/NorvaneApp.h"
 #include "core/VirtualClock.h"
 #include "platform/Locations.h"
+#include "screens/CapturePickerScreen.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"
+#include "views/CapturePickerWindow.h"
 #include "views/MainWindow.h"
 #include "views/Theme.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QImage>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPainter>
 #include <QPixmap>
 #include <QProcess>
 #include <QSet>
+#include <QTemporaryDir>
 #include <QTextStream>
 
 #include <functional>
@@ -35,6 +40,12 @@ namespace {
 struct Stop {
     QString name; // "{screen}-{state}"
     std::function<void()> prepare;
+    // The window in the picture and the alert drawn over it; the main window and its quit question
+    // unless a stop names another.
+    std::function<QWidget*()> subject = {};
+    std::function<QMessageBox*()> alert = {};
+    // A stop that pictures a passing state takes it before any event is handled.
+    bool settles = true;
 };
 
 // A picture with fewer than a handful of colours is a window that drew nothing.
@@ -53,6 +64,15 @@ bool looksBlank(const QImage& image) {
 void settle() {
     for (int i = 0; i < 5; ++i)
         QApplication::processEvents(QEventLoop::AllEvents, 20);
+}
+
+// The history window's scan runs on another thread; its end arrives as an event.
+void waitForScan(CapturePickerWindow& window) {
+    QElapsedTimer waited;
+    waited.start();
+    while (window.screen().library().isLoading() && waited.elapsed() < 30'000)
+        QApplication::processEvents(QEventLoop::AllEvents, 20);
+    settle();
 }
 
 QByteArray recording(const QString& name) {
@@ -74,10 +94,10 @@ QByteArray firstSeconds(const QByteArray& recording, int count) {
     return start;
 }
 
-// The window as the user sees it, with a dialog of its own drawn where the desktop would put it.
-QImage picture(MainWindow& window) {
+// A window as the user sees it, with a dialog of its own drawn where the desktop would put it.
+QImage picture(QWidget& window, QMessageBox* alert) {
     QImage image = window.grab().toImage();
-    if (QMessageBox* alert = window.quitAlert(); alert && alert->isVisible()) {
+    if (alert && alert->isVisible()) {
         const QImage dialog = alert->grab().toImage();
         QPainter painter(&image);
         painter.fillRect(image.rect(), QColor(0, 0, 0, 60));
@@ -166,6 +186,8 @@ int main(int argc, char* argv[]) {
         settle();
     };
 
+    std::unique_ptr<CapturePickerWindow> history;
+    QTemporaryDir emptyFolder;
     const QList<Stop> stops = {
         {u"setup-empty"_s, [] {}},
         {u"setup-suggestions"_s, [&] { TourSteps::openSuggestions(window); }},
@@ -301,6 +323,36 @@ int main(int argc, char* argv[]) {
                   R"({"event":"upload_summary","succeeded":0,"failed":0})"},
                  0);
          }},
+        // The history window over the captures folder: while it scans, empty, filtered, and asking before a
+        // delete.
+        {u"history-loading"_s,
+         [&] {
+             history = std::make_unique<CapturePickerWindow>(state, captures);
+             history->show();
+         },
+         [&] { return history.get(); }, nullptr, false},
+        {u"history-empty"_s,
+         [&] {
+             history = std::make_unique<CapturePickerWindow>(state, emptyFolder.path());
+             history->show();
+             waitForScan(*history);
+         },
+         [&] { return history.get(); }},
+        {u"history-filtered"_s,
+         [&] {
+             history = std::make_unique<CapturePickerWindow>(state, captures);
+             history->show();
+             waitForScan(*history);
+             history->filterField()->setText(u"Aurora"_s);
+         },
+         [&] { return history.get(); }},
+        {u"history-delete-alert"_s,
+         [&] {
+             history->filterField()->clear();
+             history->screen().library().setSelected(history->screen().library().captures().first().id);
+             history->screen().requestDelete();
+         },
+         [&] { return history.get(); }, [&] { return history->deleteAlert(); }},
     };
 
     QTextStream out(stdout);
@@ -311,8 +363,11 @@ int main(int argc, char* argv[]) {
         stop.prepare();
         for (const auto scheme : {Theme::Scheme::Light, Theme::Scheme::Dark}) {
             Theme::apply(app, scheme);
-            settle();
-            const QImage image = picture(window);
+            if (stop.settles)
+                settle();
+            QWidget* subject = stop.subject ? stop.subject() : &window;
+            QMessageBox* alert = stop.alert ? stop.alert() : window.quitAlert();
+            const QImage image = picture(*subject, alert);
             const QString file = u"%1/%2-%3-%4.png"_s.arg(outDir)
                                      .arg(number, 2, 10, QChar(u'0'))
                                      .arg(stop.name, QString::fromLatin1(Theme::name(scheme)));
@@ -328,6 +383,9 @@ int main(int argc, char* argv[]) {
             out << file << '\n';
         }
     }
+    if (QMessageBox* alert = history ? history->deleteAlert() : nullptr)
+        alert->reject();
+    history.reset();
     // Nothing of the tour may outlive it: no child was started, but the session ends as the program's does.
     state.newCapture();
     norvane.handleTermination();

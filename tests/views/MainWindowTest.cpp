@@ -6,6 +6,7 @@
 #include "services/FileLogger.h"
 #include "support/AppStateTestAccess.h"
 #include "support/TempHome.h"
+#include "views/CapturePickerWindow.h"
 
 #include <gtest/gtest.h>
 
@@ -160,3 +161,40 @@ TEST_F(MainWindowTest, UpdateGateCoversTheScreensWhileTheyGoOnBehindIt) {
 }
 
 } // namespace
+
+TEST_F(MainWindowTest, TestHistoryOpensOneWindowFromTheMenuAndRaisesItAgain) {
+    NorvaneApp app(log);
+    MainWindow window(app);
+    window.show();
+    QAction* history = action(window, u"Test History"_s);
+    ASSERT_NE(history, nullptr);
+    history->trigger();
+    QApplication::processEvents();
+    const QList<CapturePickerWindow*> open = window.findChildren<CapturePickerWindow*>();
+    ASSERT_EQ(open.size(), 1);
+    EXPECT_TRUE(open.first()->isVisible());
+    EXPECT_EQ(open.first()->windowTitle(), u"Test History"_s);
+    emit window.captureHistoryRequested();
+    QApplication::processEvents();
+    EXPECT_EQ(window.findChildren<CapturePickerWindow*>().size(), 1)
+        << "the open window is raised, not doubled";
+    EXPECT_EQ(window.openCaptureHistory(), open.first());
+}
+
+TEST_F(MainWindowTest, TheResultsScreensHistoryButtonOpensTestHistory) {
+    NorvaneApp app(log);
+    MainWindow window(app);
+    window.show();
+    AppStateTestAccess::setScreen(app.appState(), AppState::Screen::results);
+    QApplication::processEvents();
+    QPushButton* historyButton = nullptr;
+    for (QPushButton* button : window.findChildren<QPushButton*>()) {
+        if (button->text() == u"History"_s && button->isVisible())
+            historyButton = button;
+    }
+    ASSERT_NE(historyButton, nullptr);
+    historyButton->click();
+    QApplication::processEvents();
+    ASSERT_EQ(window.findChildren<CapturePickerWindow*>().size(), 1);
+    EXPECT_TRUE(window.findChildren<CapturePickerWindow*>().first()->isVisible());
+}

@@ -1,5 +1,6 @@
 #include "MainWindow.h"
 
+#include "CapturePickerWindow.h"
 #include "CelebrationView.h"
 #include "FinishingView.h"
 #include "ResultsView.h"
@@ -81,11 +82,16 @@ MainWindow::MainWindow(NorvaneApp& app, QWidget* parent)
     AppState& state = m_app.appState();
     connect(&state, &AppState::screenChanged, this, [this, &state] { showScreen(state.screen()); });
     connect(&m_app, &NorvaneApp::quitConfirmationChanged, this, &MainWindow::updateQuitAlert);
+    connect(this, &MainWindow::captureHistoryRequested, this, &MainWindow::openCaptureHistory);
     showScreen(state.screen());
 }
 
 void MainWindow::buildMenus() {
     QMenu* fileMenu = menuBar()->addMenu(u"&Norvane"_s);
+    QAction* history = fileMenu->addAction(u"Test History"_s);
+    history->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Y));
+    connect(history, &QAction::triggered, this, &MainWindow::captureHistoryRequested);
+    fileMenu->addSeparator();
     QAction* quit = fileMenu->addAction(u"Quit Norvane"_s);
     quit->setShortcut(QKeySequence::Quit);
     quit->setMenuRole(QAction::QuitRole);
@@ -158,6 +164,10 @@ void MainWindow::removeUpdateGate() {
 
 bool MainWindow::isUpdateGateShown() const {
     return m_updateGate && m_content->currentWidget() == m_updateGate;
+}
+
+CapturePickerWindow* MainWindow::openCaptureHistory() {
+    return CapturePickerWindow::showFor(m_app.appState(), this);
 }
 
 QString MainWindow::currentScreenName() const {

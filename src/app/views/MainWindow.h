@@ -6,6 +6,7 @@
 #include <QMainWindow>
 #include <QPointer>
 
+class CapturePickerWindow;
 class NorvaneApp;
 class QMessageBox;
 class QStackedWidget;
@@ -24,6 +25,8 @@ public:
 
     // The name of what the window shows now ("setup", "running", …), for the tour's file names.
     QString currentScreenName() const;
+    // The window "Test History": the one already open, raised, or a new one.
+    CapturePickerWindow* openCaptureHistory();
     // The quit confirmation while it is up.
     QMessageBox* quitAlert() const;
 
@@ -34,7 +37,8 @@ public:
     bool isUpdateGateShown() const;
 
 signals:
-    // "Test History" on the setup screen; the capture picker window answers it.
+    // "Test History" on the setup screen, "History" on the results screen or the menu: the window
+    // "Test History" opens.
     void captureHistoryRequested();
     // The settings window's place: nothing asks for it until that window exists.
     void settingsRequested();
