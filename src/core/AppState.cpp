@@ -252,6 +252,10 @@ void AppState::finishingWaitRanOut() {
         setScreen(Screen::celebration);
 }
 
+void AppState::showResults() {
+    setScreen(Screen::results);
+}
+
 void AppState::enterDiagnostics(const QString& processError) {
     if (m_screen == Screen::diagnostics)
         return;

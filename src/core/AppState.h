@@ -70,6 +70,8 @@ public:
     // The finishing screen waited long enough for a termination notice that never came: a capture still
     // finishing moves on to the celebration, with or without its complete event.
     void finishingWaitRanOut();
+    // Shows the results of what the session holds, such as the partial results of a failed run.
+    void showResults();
     void enterDiagnostics(const QString& processError);
     void dismissDiagnostics();
     void cancelPendingRetry();
