@@ -127,6 +127,7 @@ TEST_F(SettingsViewTest, ChangeAsksForAFolderAndResetGoesAsSoonAsTheCustomOneIsC
     QStringList texts = visibleTexts(*view);
     EXPECT_TRUE(texts.contains(u"Custom location"_s));
     EXPECT_TRUE(texts.contains(u"Reset"_s));
+    savePicture(*view, u"custom-light"_s);
 
     chosen.reset();
     button(*view, u"Change..."_s)->click();

@@ -19,7 +19,9 @@
 #include <QScrollArea>
 #include <QStackedLayout>
 #include <QStackedWidget>
+#include <QTextEdit>
 #include <QVBoxLayout>
+#include <QtMath>
 
 #include <algorithm>
 
@@ -74,14 +76,43 @@ QPixmap tintedIcon(const QString& symbol, int side, qreal ratio, const QColor& c
     return pixmap;
 }
 
+// The symbol of an action button in the colour of its text, so that it reads on the filled button too.
+void tintActionIcon(QPushButton* button) {
+    const QString symbol = button->property("symbol").toString();
+    if (symbol.isEmpty())
+        return;
+    const bool prominent = button->objectName() == u"prominent"_s;
+    const QColor colour =
+        button->palette().color(prominent ? QPalette::HighlightedText : QPalette::ButtonText);
+    const int side = button->fontMetrics().height();
+    button->setIcon(QIcon(tintedIcon(symbol, side, button->devicePixelRatioF(), colour)));
+    button->setIconSize(QSize(side, side));
+}
+
 QPushButton* makeActionButton(const DiagnosticsScreen::Action& action, QWidget* parent) {
-    auto* button = action.icon ? new QPushButton(Icons::symbol(*action.icon), action.title, parent)
-                               : new QPushButton(action.title, parent);
+    auto* button = new QPushButton(action.title, parent);
     button->setAccessibleName(action.title);
     button->setAutoDefault(false);
     button->setObjectName(action.style == DiagnosticsScreen::ButtonStyle::prominent ? u"prominent"_s
                                                                                     : u"bordered"_s);
+    button->setProperty("symbol", action.icon.value_or(QString()));
+    tintActionIcon(button);
     return button;
+}
+
+// Holds `content` centred, as wide as the room allows up to `maxWidth`, so that wrapped text takes the
+// full width it is given and its height follows.
+QWidget* centredColumn(QWidget* content, int maxWidth, QWidget* parent) {
+    auto* holder = new QWidget(parent);
+    auto* row = new QHBoxLayout(holder);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(0);
+    content->setMaximumWidth(maxWidth);
+    content->setSizePolicy(QSizePolicy::Expanding, content->sizePolicy().verticalPolicy());
+    row->addStretch(1);
+    row->addWidget(content, 1000);
+    row->addStretch(1);
+    return holder;
 }
 
 } // namespace
@@ -142,6 +173,55 @@ private:
     Mark m_mark = Mark::waiting;
     MarkTone m_tone = MarkTone::secondary;
     double m_opacity = DiagnosticsScreen::waitingMarkOpacity;
+};
+
+// The tool's failure text: monospaced, selectable, wrapped anywhere, since a traceback has long words,
+// and as tall as its text up to a dozen lines, after which it scrolls.
+class ErrorText : public QTextEdit {
+public:
+    static constexpr int maxLines = 12;
+
+    explicit ErrorText(QWidget* parent)
+        : QTextEdit(parent) {
+        setObjectName(u"errorPanel"_s);
+        setReadOnly(true);
+        setAcceptRichText(false);
+        setFrameShape(QFrame::NoFrame);
+        setLineWrapMode(QTextEdit::WidgetWidth);
+        setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+        setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+        setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        document()->setDocumentMargin(8);
+    }
+
+    void setErrorText(const QString& text) {
+        if (toPlainText() != text)
+            setPlainText(text);
+        fitHeight();
+    }
+
+protected:
+    void resizeEvent(QResizeEvent* event) override {
+        QTextEdit::resizeEvent(event);
+        fitHeight();
+    }
+    void changeEvent(QEvent* event) override {
+        QTextEdit::changeEvent(event);
+        if (event->type() == QEvent::FontChange)
+            fitHeight();
+    }
+
+private:
+    void fitHeight() {
+        document()->setTextWidth(viewport()->width());
+        const int frame = 2 * frameWidth();
+        const int content = qCeil(document()->size().height());
+        const int most = fontMetrics().lineSpacing() * maxLines + qRound(2 * document()->documentMargin());
+        const int height = std::min(content, most) + frame;
+        if (height != this->height())
+            setFixedHeight(height);
+    }
 };
 
 // One check of the running phase: its mark or the spinner, its label, and the detail after it.
@@ -289,7 +369,6 @@ QWidget* DiagnosticsView::buildCompletedPage() {
     layout->addWidget(m_headline);
 
     auto* textColumn = new QWidget(page);
-    textColumn->setMaximumWidth(DiagnosticsScreen::explanationMaxWidth);
     auto* textLayout = new QVBoxLayout(textColumn);
     textLayout->setContentsMargins(0, 0, 0, 0);
     textLayout->setSpacing(8);
@@ -297,14 +376,13 @@ QWidget* DiagnosticsView::buildCompletedPage() {
     m_explanation->setAlignment(Qt::AlignCenter);
     m_explanation->setWordWrap(true);
     m_explanation->setTextFormat(Qt::PlainText);
-    m_explanation->setForegroundRole(QPalette::PlaceholderText);
     textLayout->addWidget(m_explanation);
-    m_bullets = new QLabel(textColumn);
-    m_bullets->setWordWrap(true);
-    m_bullets->setTextFormat(Qt::PlainText);
-    m_bullets->setForegroundRole(QPalette::PlaceholderText);
+    m_bullets = new QWidget(textColumn);
+    auto* bulletLayout = new QVBoxLayout(m_bullets);
+    bulletLayout->setContentsMargins(0, 0, 0, 0);
+    bulletLayout->setSpacing(4);
     textLayout->addWidget(m_bullets);
-    layout->addWidget(textColumn, 0, Qt::AlignHCenter);
+    layout->addWidget(centredColumn(textColumn, DiagnosticsScreen::explanationMaxWidth, page));
 
     m_errorToggle = new QPushButton(page);
     m_errorToggle->setFlat(true);
@@ -314,17 +392,9 @@ QWidget* DiagnosticsView::buildCompletedPage() {
     connect(m_errorToggle, &QPushButton::clicked, m_screen, &DiagnosticsScreen::toggleError);
     layout->addWidget(m_errorToggle, 0, Qt::AlignHCenter);
 
-    m_errorPanel = new QFrame(page);
-    m_errorPanel->setObjectName(u"errorPanel"_s);
-    m_errorPanel->setMaximumWidth(DiagnosticsScreen::errorPanelMaxWidth);
-    auto* panelLayout = new QVBoxLayout(m_errorPanel);
-    panelLayout->setContentsMargins(10, 8, 10, 8);
-    m_errorText = new QLabel(m_errorPanel);
-    m_errorText->setTextFormat(Qt::PlainText);
-    m_errorText->setWordWrap(true);
-    m_errorText->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-    panelLayout->addWidget(m_errorText);
-    layout->addWidget(m_errorPanel, 0, Qt::AlignHCenter);
+    m_errorPanel = new DiagnosticsViewParts::ErrorText(page);
+    m_errorHolder = centredColumn(m_errorPanel, DiagnosticsScreen::errorPanelMaxWidth, page);
+    layout->addWidget(m_errorHolder);
 
     m_actions = new QWidget(page);
     auto* actionsLayout = new QVBoxLayout(m_actions);
@@ -377,21 +447,42 @@ void DiagnosticsView::refreshCompleted() {
     m_verdictIcon->setAccessibleName(text->icon);
     m_headline->setText(text->headline);
     m_explanation->setText(text->explanation);
-    QStringList bullets;
-    for (const QString& bullet : text->bullets)
-        bullets.append(u"•  "_s + bullet);
-    m_bullets->setText(bullets.join(u'\n'));
-    m_bullets->setVisible(!bullets.isEmpty());
+    setBullets(text->bullets);
 
     const bool toggle = DiagnosticsScreen::offersErrorToggle(*verdict);
     m_errorToggle->setVisible(toggle);
     m_errorToggle->setText(DiagnosticsScreen::errorToggleTitle(m_screen->showError()));
     m_errorToggle->setAccessibleName(m_errorToggle->text());
     const auto detail = m_screen->errorDetail();
-    m_errorText->setText(detail.value_or(QString()));
-    m_errorPanel->setVisible(detail.has_value());
+    m_errorPanel->setErrorText(detail.value_or(QString()));
+    m_errorHolder->setVisible(detail.has_value());
 
     rebuildActions();
+}
+
+void DiagnosticsView::setBullets(const QStringList& bullets) {
+    if (bullets == m_shownBullets)
+        return;
+    m_shownBullets = bullets;
+    const QList<QWidget*> old = m_bullets->findChildren<QWidget*>(Qt::FindDirectChildrenOnly);
+    for (QWidget* row : old)
+        delete row;
+    // A hanging indent: a wrapped point continues under its own text, not under the bullet.
+    for (const QString& bullet : bullets) {
+        auto* row = new QWidget(m_bullets);
+        auto* layout = new QHBoxLayout(row);
+        layout->setContentsMargins(0, 0, 0, 0);
+        layout->setSpacing(6);
+        auto* mark = new QLabel(u"•"_s, row);
+        mark->setForegroundRole(QPalette::PlaceholderText);
+        layout->addWidget(mark, 0, Qt::AlignTop);
+        auto* label = new QLabel(bullet, row);
+        label->setTextFormat(Qt::PlainText);
+        label->setWordWrap(true);
+        layout->addWidget(label, 1);
+        m_bullets->layout()->addWidget(row);
+    }
+    m_bullets->setVisible(!bullets.isEmpty());
 }
 
 void DiagnosticsView::rebuildActions() {
@@ -432,7 +523,7 @@ void DiagnosticsView::applyFonts() {
     m_runningTitle->setFont(title);
     m_headline->setFont(title);
     m_preparingLabel->setFont(font());
-    m_errorText->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    m_errorPanel->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     for (CheckRowView* row : std::as_const(m_rows))
         row->applyFonts();
     const int side = fontMetrics().height() * 3;
@@ -447,7 +538,7 @@ void DiagnosticsView::applyColours() {
     panel.setAlphaF(0.07f);
     const QColor highlight = colours.color(QPalette::Highlight);
     const QString sheet = uR"(
-QFrame#errorPanel { background: rgba(%1, %2, %3, %4); border-radius: %5px; }
+QTextEdit#errorPanel { background: rgba(%1, %2, %3, %4); border-radius: %5px; }
 QPushButton#prominent { background: %6; color: %7; border: none; border-radius: 6px; padding: 0.45em 1.2em; font-weight: 600; }
 QPushButton#prominent:focus { border: 2px solid %8; }
 QPushButton#bordered { padding: 0.4em 1.1em; }
@@ -463,6 +554,9 @@ QPushButton#errorToggle { color: %9; border: none; padding: 0.2em 0.5em; }
                                    colours.color(QPalette::Link).name());
     m_completedPage->setStyleSheet(sheet);
     applyFonts();
+    const QList<QPushButton*> buttons = m_actions->findChildren<QPushButton*>();
+    for (QPushButton* button : buttons)
+        tintActionIcon(button);
     if (m_screen->verdict())
         refreshCompleted();
 }

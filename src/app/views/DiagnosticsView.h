@@ -1,19 +1,20 @@
 #pragma once
 
 #include <QList>
+#include <QStringList>
 #include <QWidget>
 
 class AppState;
 class DiagnosticsScreen;
 class QBoxLayout;
-class QFrame;
 class QLabel;
 class QPushButton;
 class QStackedLayout;
 
 namespace DiagnosticsViewParts {
 class CheckRowView;
-}
+class ErrorText;
+} // namespace DiagnosticsViewParts
 
 // The screen shown when the measurement tool fails: a spinner while the diagnosis is prepared, then
 // the checks as they run, then the verdict in words with the actions that can help. Everything it says
@@ -36,6 +37,7 @@ private:
     void refresh();
     void refreshRunning();
     void refreshCompleted();
+    void setBullets(const QStringList& bullets);
     void rebuildActions();
     void applyFonts();
     void applyColours();
@@ -54,10 +56,11 @@ private:
     QLabel* m_verdictIcon = nullptr;
     QLabel* m_headline = nullptr;
     QLabel* m_explanation = nullptr;
-    QLabel* m_bullets = nullptr;
+    QWidget* m_bullets = nullptr;
+    QStringList m_shownBullets;
     QPushButton* m_errorToggle = nullptr;
-    QFrame* m_errorPanel = nullptr;
-    QLabel* m_errorText = nullptr;
+    QWidget* m_errorHolder = nullptr;
+    DiagnosticsViewParts::ErrorText* m_errorPanel = nullptr;
     QWidget* m_actions = nullptr;
     QBoxLayout* m_actionRow = nullptr;
     QBoxLayout* m_partialRow = nullptr;

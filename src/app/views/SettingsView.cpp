@@ -7,7 +7,6 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFileDialog>
-#include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -172,21 +171,28 @@ QWidget* SettingsView::buildUploadSection() {
     layout->addWidget(m_autoUpload);
 
     m_privacyRow = new QWidget(group);
-    auto* form = new QFormLayout(m_privacyRow);
-    form->setContentsMargins(0, 0, 0, 0);
-    form->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
+    auto* privacyLayout = new QVBoxLayout(m_privacyRow);
+    privacyLayout->setContentsMargins(0, 0, 0, 0);
+    privacyLayout->setSpacing(4);
+    auto* pickerRow = new QHBoxLayout;
+    pickerRow->setSpacing(10);
+    auto* pickerLabel = new QLabel(SettingsScreen::privacyPickerTitle(), m_privacyRow);
+    pickerRow->addWidget(pickerLabel);
     m_privacy = new QComboBox(m_privacyRow);
     for (UploadPrivacy choice : SettingsScreen::privacyChoices)
         m_privacy->addItem(SettingsScreen::privacyTitle(choice));
     m_privacy->setAccessibleName(SettingsScreen::privacyPickerTitle());
+    pickerLabel->setBuddy(m_privacy);
     // `activated` and not a change of index: picking "Include" over an unknown stored value stores it.
     connect(m_privacy, &QComboBox::activated, m_screen, [this](int index) {
         if (index >= 0 && index < int(SettingsScreen::privacyChoices.size()))
             m_screen->setPrivacy(SettingsScreen::privacyChoices[size_t(index)]);
     });
-    form->addRow(SettingsScreen::privacyPickerTitle(), m_privacy);
+    pickerRow->addWidget(m_privacy);
+    pickerRow->addStretch(1);
+    privacyLayout->addLayout(pickerRow);
     m_privacyCaption = captionLabel(QString(), m_privacyRow);
-    form->addRow(QString(), m_privacyCaption);
+    privacyLayout->addWidget(m_privacyCaption);
     layout->addWidget(m_privacyRow);
     outer->addWidget(group);
     m_uploadFooter = captionLabel(QString(), section);

@@ -22,7 +22,7 @@ class SettingsView : public QWidget {
     Q_OBJECT
 public:
     static constexpr int defaultWidth = 520;
-    static constexpr int defaultHeight = 560;
+    static constexpr int defaultHeight = 440;
 
     // A window of its own, over the user's settings file.
     explicit SettingsView(QWidget* parent = nullptr);
