@@ -304,10 +304,7 @@ protected:
     void SetUp() override { state.setUploadsSuppressed(true); }
 
     void measureSomething() {
-        state.startReplay(CaptureConfig{});
-        state.pythonProcess().processLine(
-            uR"({"event":"probe","type":"ping","target":"1.1.1.1","loss":false,"rtt_ms":20,"ts":"x"})"_s);
-        time.advance(AppState::flushIntervalSeconds);
+        DiagnosisScenario::measureSomething(state, time);
         ASSERT_FALSE(state.latencyPoints().isEmpty());
     }
 

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "core/AppState.h"
+#include "core/VirtualClock.h"
 #include "services/ConnectivityDiagnostics.h"
+#include "subprocess/PythonProcess.h"
 #include "support/NetworkFakes.h"
 
 #include <QSignalSpy>
@@ -46,6 +48,14 @@ public:
             return false;
         QSignalSpy finished(diagnosis, &ConnectivityDiagnostics::runFinished);
         return finished.wait(30'000) && diagnosis->phase().isCompleted();
+    }
+
+    // A run that measured something before it failed: one latency point, flushed.
+    static void measureSomething(AppState& state, VirtualClock& time) {
+        state.startReplay(CaptureConfig{});
+        state.pythonProcess().processLine(QStringLiteral(
+            R"({"event":"probe","type":"ping","target":"1.1.1.1","loss":false,"rtt_ms":20,"ts":"x"})"));
+        time.advance(AppState::flushIntervalSeconds);
     }
 
 private:

@@ -6,6 +6,7 @@
 #include "subprocess/PythonProcess.h"
 #include "support/DiagnosisScenario.h"
 #include "support/TempHome.h"
+#include "support/VisibleTexts.h"
 #include "views/Theme.h"
 
 #include <gtest/gtest.h>
@@ -28,27 +29,6 @@ namespace {
 
 using Network = DiagnosisScenario::Network;
 using Diagnostics = ConnectivityDiagnostics;
-
-// The words the user can see now: labels, buttons, and the check rows by their accessible names.
-QStringList visibleTexts(const QWidget& view) {
-    QStringList texts;
-    const QList<QLabel*> labels = view.findChildren<QLabel*>();
-    for (const QLabel* label : labels) {
-        if (label->isVisible() && !label->text().isEmpty())
-            texts.append(label->text());
-    }
-    const QList<QAbstractButton*> buttons = view.findChildren<QAbstractButton*>();
-    for (const QAbstractButton* button : buttons) {
-        if (button->isVisible())
-            texts.append(button->text());
-    }
-    const QList<QTextEdit*> boxes = view.findChildren<QTextEdit*>();
-    for (const QTextEdit* box : boxes) {
-        if (box->isVisible())
-            texts.append(box->toPlainText());
-    }
-    return texts;
-}
 
 QPushButton* visibleButton(const QWidget& view, const QString& text) {
     const QList<QPushButton*> buttons = view.findChildren<QPushButton*>();
@@ -104,10 +84,7 @@ protected:
     }
 
     void measureSomething() {
-        state.startReplay(CaptureConfig{});
-        state.pythonProcess().processLine(
-            uR"({"event":"probe","type":"ping","target":"1.1.1.1","loss":false,"rtt_ms":20,"ts":"x"})"_s);
-        time.advance(AppState::flushIntervalSeconds);
+        DiagnosisScenario::measureSomething(state, time);
         ASSERT_FALSE(state.latencyPoints().isEmpty());
     }
 

@@ -3,6 +3,7 @@
 #include "core/Settings.h"
 #include "platform/Locations.h"
 #include "support/TempHome.h"
+#include "support/VisibleTexts.h"
 #include "views/Theme.h"
 
 #include <gtest/gtest.h>
@@ -19,24 +20,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QStringList visibleTexts(const QWidget& view) {
-    QStringList texts;
-    const QList<QLabel*> labels = view.findChildren<QLabel*>();
-    for (const QLabel* label : labels) {
-        if (label->isVisible() && !label->text().isEmpty())
-            texts.append(label->text());
-    }
-    const QList<QAbstractButton*> buttons = view.findChildren<QAbstractButton*>();
-    for (const QAbstractButton* button : buttons) {
-        if (button->isVisible())
-            texts.append(button->text());
-    }
-    const QList<QGroupBox*> groups = view.findChildren<QGroupBox*>();
-    for (const QGroupBox* group : groups)
-        texts.append(group->title());
-    return texts;
-}
 
 QPushButton* button(const QWidget& view, const QString& text) {
     const QList<QPushButton*> buttons = view.findChildren<QPushButton*>();

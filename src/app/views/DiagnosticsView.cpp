@@ -1,6 +1,7 @@
 #include "DiagnosticsView.h"
 
 #include "Icons.h"
+#include "ScaledFont.h"
 #include "Spinner.h"
 #include "Theme.h"
 
@@ -32,14 +33,6 @@ using MarkTone = DiagnosticsScreen::MarkTone;
 using Mark = DiagnosticsScreen::Mark;
 
 namespace {
-
-QFont scaledFont(QFont font, double factor) {
-    if (font.pointSizeF() > 0)
-        font.setPointSizeF(font.pointSizeF() * factor);
-    else if (font.pixelSize() > 0)
-        font.setPixelSize(std::max(1, qRound(font.pixelSize() * factor)));
-    return font;
-}
 
 // The named colours of the screen, in a shade that reads on the scheme's background.
 QColor toneColour(Tone tone, bool dark) {

@@ -1,6 +1,7 @@
 #include "SettingsView.h"
 
 #include "Icons.h"
+#include "ScaledFont.h"
 
 #include "core/Settings.h"
 
@@ -19,14 +20,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QFont scaledFont(QFont font, double factor) {
-    if (font.pointSizeF() > 0)
-        font.setPointSizeF(font.pointSizeF() * factor);
-    else if (font.pixelSize() > 0)
-        font.setPixelSize(std::max(1, qRound(font.pixelSize() * factor)));
-    return font;
-}
 
 // Secondary text under a control or a section: a step smaller, in the secondary colour, wrapping.
 QLabel* captionLabel(const QString& text, QWidget* parent) {
