@@ -2,9 +2,11 @@
 
 #include "CapturePickerWindow.h"
 #include "CelebrationView.h"
+#include "DiagnosticsView.h"
 #include "FinishingView.h"
 #include "ResultsView.h"
 #include "RunningView.h"
+#include "SettingsView.h"
 #include "SetupView.h"
 
 #include "core/NorvaneApp.h"
@@ -26,8 +28,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// The screens of the later steps of a capture are drawn by views still to come; until then their page
-// names the screen and keeps the way back open, so that nobody is stranded there.
+// The first-run installation is drawn by a view still to come; until then its page names the screen
+// and shows what went wrong, if anything.
 QWidget* unbuiltScreenPage(AppState& state, AppState::Screen screen) {
     auto* page = new QWidget;
     auto* layout = new QVBoxLayout(page);
@@ -45,19 +47,6 @@ QWidget* unbuiltScreenPage(AppState& state, AppState::Screen screen) {
         error->setAlignment(Qt::AlignHCenter);
         error->setTextInteractionFlags(Qt::TextSelectableByMouse);
         layout->addWidget(error);
-    }
-    const bool diagnostics = screen == AppState::Screen::diagnostics;
-    if (screen != AppState::Screen::bootstrapping) {
-        auto* back = new QPushButton(diagnostics ? u"Try Again"_s : u"New Test"_s);
-        back->setAccessibleName(back->text());
-        QObject::connect(back, &QPushButton::clicked, page, [&state, diagnostics] {
-            if (diagnostics)
-                state.dismissDiagnostics();
-            else
-                state.newCapture();
-        });
-        layout->addSpacing(12);
-        layout->addWidget(back, 0, Qt::AlignHCenter);
     }
     layout->addStretch(3);
     return page;
@@ -83,11 +72,16 @@ MainWindow::MainWindow(NorvaneApp& app, QWidget* parent)
     connect(&state, &AppState::screenChanged, this, [this, &state] { showScreen(state.screen()); });
     connect(&m_app, &NorvaneApp::quitConfirmationChanged, this, &MainWindow::updateQuitAlert);
     connect(this, &MainWindow::captureHistoryRequested, this, &MainWindow::openCaptureHistory);
+    connect(this, &MainWindow::settingsRequested, this, &MainWindow::openSettings);
     showScreen(state.screen());
 }
 
 void MainWindow::buildMenus() {
     QMenu* fileMenu = menuBar()->addMenu(u"&Norvane"_s);
+    QAction* settings = fileMenu->addAction(u"Settings..."_s);
+    settings->setShortcut(QKeySequence::Preferences);
+    settings->setMenuRole(QAction::PreferencesRole);
+    connect(settings, &QAction::triggered, this, &MainWindow::settingsRequested);
     QAction* history = fileMenu->addAction(u"Test History"_s);
     history->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Y));
     connect(history, &QAction::triggered, this, &MainWindow::captureHistoryRequested);
@@ -126,8 +120,9 @@ QWidget* MainWindow::makeScreen(AppState::Screen screen) {
         connect(view, &ResultsView::historyRequested, this, &MainWindow::captureHistoryRequested);
         return view;
     }
-    case AppState::Screen::bootstrapping:
     case AppState::Screen::diagnostics:
+        return new DiagnosticsView(state);
+    case AppState::Screen::bootstrapping:
         break;
     }
     return unbuiltScreenPage(state, screen);
@@ -168,6 +163,18 @@ bool MainWindow::isUpdateGateShown() const {
 
 CapturePickerWindow* MainWindow::openCaptureHistory() {
     return CapturePickerWindow::showFor(m_app.appState(), this);
+}
+
+SettingsView* MainWindow::openSettings() {
+    // One settings window for the program's life: it reads the settings afresh each time it shows.
+    if (!m_settings) {
+        m_settings = new SettingsView(this);
+        m_settings->setAttribute(Qt::WA_DeleteOnClose, false);
+    }
+    m_settings->show();
+    m_settings->raise();
+    m_settings->activateWindow();
+    return m_settings;
 }
 
 QString MainWindow::currentScreenName() const {

@@ -8,6 +8,7 @@
 
 class CapturePickerWindow;
 class NorvaneApp;
+class SettingsView;
 class QMessageBox;
 class QStackedWidget;
 
@@ -27,6 +28,8 @@ public:
     QString currentScreenName() const;
     // The window "Test History": the one already open, raised, or a new one.
     CapturePickerWindow* openCaptureHistory();
+    // The settings window, shown and raised.
+    SettingsView* openSettings();
     // The quit confirmation while it is up.
     QMessageBox* quitAlert() const;
 
@@ -40,7 +43,7 @@ signals:
     // "Test History" on the setup screen, "History" on the results screen or the menu: the window
     // "Test History" opens.
     void captureHistoryRequested();
-    // The settings window's place: nothing asks for it until that window exists.
+    // "Settings..." in the menu: the settings window opens.
     void settingsRequested();
 
 protected:
@@ -58,4 +61,5 @@ private:
     QPointer<QWidget> m_updateGate;
     QHash<AppState::Screen, QWidget*> m_pages;
     QPointer<QMessageBox> m_quitAlert;
+    QPointer<SettingsView> m_settings;
 };

@@ -1,5 +1,7 @@
 #include "SetupView.h"
 
+#include "ScaledFont.h"
+
 #include "Spinner.h"
 #include "Theme.h"
 
@@ -30,14 +32,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QFont scaledFont(QFont font, double factor) {
-    if (font.pointSizeF() > 0)
-        font.setPointSizeF(font.pointSizeF() * factor);
-    else if (font.pixelSize() > 0)
-        font.setPixelSize(std::max(1, qRound(font.pixelSize() * factor)));
-    return font;
-}
 
 // Secondary caption text: a step smaller than the body, in the palette's secondary colour.
 QLabel* captionLabel(const QString& text = {}) {
