@@ -5,9 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QDir>
+#include <QFile>
 #include <QImage>
 #include <QPalette>
 #include <QPixmap>
+#include <QTemporaryDir>
 
 using namespace Qt::StringLiterals;
 
@@ -186,4 +189,37 @@ TEST_F(IconsTest, UnknownNameStillGetsAGenericDrawing) {
     const QIcon icon = Icons::symbol(u"no.such.symbol"_s);
     ASSERT_FALSE(icon.isNull());
     EXPECT_GT(inkedPixels(rendered(icon, 24)), 24);
+}
+
+TEST_F(IconsTest, TheDesktopThemeWinsAndAFixedTintKeepsItsShape) {
+    // A theme of one icon: a red square inset in a transparent frame.
+    QTemporaryDir themes;
+    ASSERT_TRUE(themes.isValid());
+    const QString themeDir = themes.path() + u"/norvane-test-theme"_s;
+    ASSERT_TRUE(QDir().mkpath(themeDir + u"/24x24/status"_s));
+    QFile index(themeDir + u"/index.theme"_s);
+    ASSERT_TRUE(index.open(QIODevice::WriteOnly));
+    index.write("[Icon Theme]\nName=Test\nDirectories=24x24/status\n\n[24x24/status]\nSize=24\nType=Fixed\n");
+    index.close();
+    QImage square(24, 24, QImage::Format_ARGB32);
+    square.fill(Qt::transparent);
+    for (int y = 6; y < 18; ++y)
+        for (int x = 6; x < 18; ++x)
+            square.setPixel(x, y, qRgb(255, 0, 0));
+    ASSERT_TRUE(square.save(themeDir + u"/24x24/status/network-wireless-offline.png"_s));
+    const QStringList savedPaths = QIcon::themeSearchPaths();
+    QIcon::setThemeSearchPaths({themes.path()});
+    QIcon::setThemeName(u"norvane-test-theme"_s);
+
+    const QImage theirs = rendered(Icons::symbol(u"wifi.slash"_s), 24);
+    EXPECT_EQ(QColor(theirs.pixel(12, 12)).rgb(), qRgb(255, 0, 0));
+    const QColor blue(0x20, 0x60, 0xd0);
+    const QImage tinted = rendered(Icons::symbol(u"wifi.slash"_s, blue), 24);
+    EXPECT_EQ(QColor(tinted.pixel(12, 12)).rgb(), blue.rgb());
+    EXPECT_EQ(qAlpha(tinted.pixel(2, 2)), 0);
+    // A symbol the theme has nothing for still gets our drawing.
+    EXPECT_EQ(inkColour(rendered(Icons::symbol(u"stethoscope"_s), 24)).rgb(),
+              qApp->palette().color(QPalette::WindowText).rgb());
+
+    QIcon::setThemeSearchPaths(savedPaths);
 }
