@@ -1,9 +1,18 @@
 #include "Icons.h"
 
+#include <QFile>
+#include <QGuiApplication>
 #include <QHash>
+#include <QIconEngine>
+#include <QImage>
 #include <QPainter>
-#include <QPainterPath>
+#include <QPalette>
 #include <QPixmap>
+#include <QPixmapCache>
+#include <QSvgRenderer>
+
+#include <algorithm>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -64,28 +73,159 @@ const QHash<QString, QStringList>& themeNames() {
         {u"lock"_s, {u"security-high"_s, u"changes-prevent"_s}},
         {u"tag"_s, {u"tag"_s, u"bookmark-new"_s}},
         {u"xmark.circle"_s, {u"edit-clear"_s, u"window-close"_s}},
+        {u"xmark.shield"_s, {u"security-low"_s, u"dialog-error"_s}},
     };
     return names;
 }
 
-// A plain ring with the symbol's initial: never the theme's "missing" picture, and readable in both
-// schemes because it is drawn in the text colour at paint time by QIcon's mode handling.
-QIcon drawnFallback(const QString& symbolName) {
-    QPixmap pixmap(64, 64);
-    pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
-    painter.setRenderHint(QPainter::Antialiasing);
-    QPen pen(QColor(0x80, 0x80, 0x86));
-    pen.setWidthF(5);
-    painter.setPen(pen);
-    painter.drawEllipse(QRectF(6, 6, 52, 52));
-    QFont font = painter.font();
-    font.setPixelSize(30);
-    font.setBold(true);
-    painter.setFont(font);
-    painter.drawText(QRectF(0, 0, 64, 64), Qt::AlignCenter, symbolName.left(1).toUpper());
-    painter.end();
-    return QIcon(pixmap);
+// Shown for a symbol name that has no drawing of its own: a dashed square reads as "an icon belongs
+// here" instead of looking like a broken picture.
+constexpr char genericDrawing[] =
+    R"(<svg xmlns="http://www.w3.org/2000/svg" width="24" height="24" viewBox="0 0 24 24">
+  <rect x="4" y="4" width="16" height="16" rx="3" fill="none" stroke="#000" stroke-width="1.75"
+        stroke-dasharray="3 3" stroke-linecap="round"/>
+</svg>)";
+
+QString drawingPath(const QString& symbolName) {
+    return u":/norvane/icons/"_s % symbolName % u".svg"_s;
+}
+
+// How much of a rendered pixel is ink. Our drawings are black ink with white holes, so the ink is the
+// pixel's coverage minus its lightness; a theme icon's own colours don't matter, only its shape.
+enum class Ink { DarkOnLight, Coverage };
+
+// Every pixel of the image in the colour, as opaque as it is inked: CompositionMode_SourceIn, but with
+// white parts of the drawing left transparent.
+void colourIn(QImage& image, const QColor& colour, Ink ink) {
+    const QRgb tint = colour.rgba();
+    for (int y = 0; y < image.height(); ++y) {
+        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
+        for (int x = 0; x < image.width(); ++x) {
+            const QRgb pixel = line[x]; // premultiplied: a channel never exceeds the alpha
+            const int alpha = qAlpha(pixel);
+            const int amount = ink == Ink::Coverage ? alpha : std::max(0, alpha - qGray(pixel));
+            line[x] = qPremultiply(qRgba(qRed(tint), qGreen(tint), qBlue(tint), amount * qAlpha(tint) / 255));
+        }
+    }
+}
+
+// Paints a shape in one colour at any size and device pixel ratio: the application palette's text
+// colour at the moment of drawing, or a fixed tint.
+class SymbolIconEngine final : public QIconEngine {
+public:
+    // Our drawing, from SVG source.
+    SymbolIconEngine(QString cacheName, QByteArray svg, std::optional<QColor> tint)
+        : m_cacheName(std::move(cacheName))
+        , m_svg(std::move(svg))
+        , m_tint(tint) {}
+    // A theme icon reduced to its shape.
+    SymbolIconEngine(QString cacheName, QIcon source, QColor tint)
+        : m_cacheName(std::move(cacheName))
+        , m_source(std::move(source))
+        , m_tint(tint) {}
+
+    void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State state) override {
+        const qreal ratio = painter->device() ? painter->device()->devicePixelRatioF() : 1.0;
+        QPixmap image = scaledPixmap((QSizeF(rect.size()) * ratio).toSize(), mode, state, ratio);
+        painter->drawPixmap(rect, image);
+    }
+
+    QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override {
+        return scaledPixmap(size, mode, state, 1.0);
+    }
+
+    // QIcon asks in device pixels, with the screen's ratio alongside.
+    QPixmap scaledPixmap(const QSize& pixels, QIcon::Mode mode, QIcon::State, qreal scale) override {
+        if (pixels.isEmpty())
+            return {};
+        const QColor colour = colourFor(mode);
+        const QString key = u"norvane-symbol:"_s % m_cacheName % u':' % QString::number(pixels.width()) %
+                            u'x' % QString::number(pixels.height()) % u':' %
+                            QString::number(colour.rgba(), 16);
+        QPixmap result;
+        if (!QPixmapCache::find(key, &result)) {
+            result = QPixmap::fromImage(render(pixels, colour));
+            QPixmapCache::insert(key, result);
+        }
+        result.setDevicePixelRatio(scale);
+        return result;
+    }
+
+    QSize actualSize(const QSize& size, QIcon::Mode, QIcon::State) override { return size; }
+    QIconEngine* clone() const override { return new SymbolIconEngine(*this); }
+    QString key() const override { return u"NorvaneSymbol"_s; }
+    QString iconName() override { return m_cacheName; }
+    bool isNull() override { return false; }
+
+private:
+    QColor colourFor(QIcon::Mode mode) const {
+        const QPalette palette = QGuiApplication::palette();
+        if (m_tint) {
+            if (mode != QIcon::Disabled)
+                return *m_tint;
+            QColor faded = *m_tint;
+            faded.setAlphaF(faded.alphaF() * 0.4f);
+            return faded;
+        }
+        switch (mode) {
+        case QIcon::Disabled:
+            return palette.color(QPalette::Disabled, QPalette::WindowText);
+        case QIcon::Selected:
+            return palette.color(QPalette::Active, QPalette::HighlightedText);
+        case QIcon::Normal:
+        case QIcon::Active:
+            break;
+        }
+        return palette.color(QPalette::Active, QPalette::WindowText);
+    }
+
+    QImage render(const QSize& pixels, const QColor& colour) const {
+        QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        if (!m_svg.isEmpty()) {
+            QSvgRenderer renderer(m_svg);
+            QPainter painter(&image);
+            painter.setRenderHint(QPainter::Antialiasing);
+            // Square drawings stay square in a wide or tall request, centred.
+            const int side = std::min(pixels.width(), pixels.height());
+            renderer.render(
+                &painter, QRectF((pixels.width() - side) / 2.0, (pixels.height() - side) / 2.0, side, side));
+            painter.end();
+            colourIn(image, colour, Ink::DarkOnLight);
+        } else {
+            QPainter painter(&image);
+            m_source.paint(&painter, QRect(QPoint(0, 0), pixels));
+            painter.end();
+            colourIn(image, colour, Ink::Coverage);
+        }
+        return image;
+    }
+
+    QString m_cacheName;
+    QByteArray m_svg;
+    QIcon m_source;
+    std::optional<QColor> m_tint;
+};
+
+QByteArray drawingSource(const QString& symbolName) {
+    QFile file(drawingPath(symbolName));
+    if (!file.open(QIODevice::ReadOnly))
+        return QByteArray(genericDrawing);
+    return file.readAll();
+}
+
+QIcon drawingIcon(const QString& symbolName, std::optional<QColor> tint) {
+    const QString cacheName = QFile::exists(drawingPath(symbolName)) ? symbolName : u"?generic"_s;
+    return QIcon(new SymbolIconEngine(cacheName, drawingSource(symbolName), tint));
+}
+
+QIcon themeIcon(const QString& symbolName) {
+    const QStringList candidates = themeNames().value(symbolName);
+    for (const QString& name : candidates) {
+        if (QIcon::hasThemeIcon(name))
+            return QIcon::fromTheme(name);
+    }
+    return {};
 }
 
 } // namespace
@@ -93,12 +233,23 @@ QIcon drawnFallback(const QString& symbolName) {
 namespace Icons {
 
 QIcon symbol(const QString& symbolName) {
-    const QStringList candidates = themeNames().value(symbolName);
-    for (const QString& name : candidates) {
-        if (QIcon::hasThemeIcon(name))
-            return QIcon::fromTheme(name);
-    }
-    return drawnFallback(symbolName);
+    const QIcon theme = themeIcon(symbolName);
+    return theme.isNull() ? drawingIcon(symbolName, std::nullopt) : theme;
+}
+
+QIcon symbol(const QString& symbolName, const QColor& tint) {
+    const QIcon theme = themeIcon(symbolName);
+    if (theme.isNull())
+        return drawingIcon(symbolName, tint);
+    return QIcon(new SymbolIconEngine(u"theme:"_s % symbolName, theme, tint));
+}
+
+QIcon drawing(const QString& symbolName) {
+    return drawingIcon(symbolName, std::nullopt);
+}
+
+bool hasDrawing(const QString& symbolName) {
+    return QFile::exists(drawingPath(symbolName));
 }
 
 } // namespace Icons
