@@ -2,6 +2,7 @@
 
 #include "core/Clock.h"
 
+#include <QThreadPool>
 #include <QtConcurrent/QtConcurrentRun>
 
 using namespace Qt::StringLiterals;
@@ -115,8 +116,16 @@ void CaptureLibraryModel::load() {
             return; // a later scan replaced this one
         setAllCaptures(scan->result());
     });
-    scan->setFuture(
-        QtConcurrent::run([folder, now] { return CaptureLibrary::loadCaptureSummaries(folder, now); }));
+    scan->setFuture(QtConcurrent::run(
+        &scanPool(), [folder, now] { return CaptureLibrary::loadCaptureSummaries(folder, now); }));
+}
+
+QThreadPool& CaptureLibraryModel::scanPool() {
+    // The scan spreads the files it reads over the global pool and waits for them. Run from that same
+    // pool, two scans at once could hold every thread of it while they wait, and never finish.
+    static QThreadPool pool;
+    pool.setMaxThreadCount(1);
+    return pool;
 }
 
 void CaptureLibraryModel::setAllCaptures(const QList<CaptureSummary>& captures) {

@@ -6,6 +6,8 @@
 #include <QFutureWatcher>
 #include <QPointer>
 
+class QThreadPool;
+
 #include <optional>
 
 // The state of one open capture picker as a table: everything found, the filtered and sorted rows
@@ -35,6 +37,8 @@ public:
     // that comes back after the model is gone is dropped.
     void load();
     bool isLoading() const { return m_loading; }
+    // The thread that scans run on; tests wait for it to be idle.
+    static QThreadPool& scanPool();
     // Puts a finished scan in place: the rows, then the filter, then the end of loading.
     void setAllCaptures(const QList<CaptureSummary>& captures);
 

@@ -223,7 +223,7 @@ TEST(CaptureLibraryModelLifetime, ScanThatEndsAfterTheModelIsGoneIsDropped) {
     delete model;
     // The scan still runs to its end on the pool (it writes the cache); nothing may reach the
     // deleted model.
-    QThreadPool::globalInstance()->waitForDone();
+    CaptureLibraryModel::scanPool().waitForDone();
     QCoreApplication::processEvents();
     EXPECT_TRUE(QFileInfo::exists(StatsCache::path(dir.path())));
 }

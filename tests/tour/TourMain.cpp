@@ -9,11 +9,17 @@
 #include "core/VirtualClock.h"
 #include "platform/Locations.h"
 #include "screens/CapturePickerScreen.h"
+#include "screens/DiagnosticsScreen.h"
+#include "screens/SettingsScreen.h"
+#include "services/ConnectivityDiagnostics.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"
+#include "support/NetworkFakes.h"
 #include "views/CapturePickerWindow.h"
+#include "views/DiagnosticsView.h"
 #include "views/MainWindow.h"
+#include "views/SettingsView.h"
 #include "views/Theme.h"
 
 #include <QApplication>
@@ -187,6 +193,35 @@ int main(int argc, char* argv[]) {
     };
 
     std::unique_ptr<CapturePickerWindow> history;
+    QPointer<SettingsView> settings;
+    // The captive-portal probe answers as an open internet would; the other verdicts send it to a closed
+    // port.
+    LoopbackHttpServer portal;
+    portal.answerPage("<HTML><HEAD><TITLE>Success</TITLE></HEAD><BODY>Success</BODY></HTML>");
+    const QByteArray closedPortal = qgetenv("NORVANE_PORTAL_PROBE_URL");
+    auto diagnose = [&](const char* gateway, const char* ping, bool portalAnswers, bool measured) {
+        state.newCapture();
+        settle();
+        qputenv("NORVANE_SIM_GATEWAY", gateway);
+        qputenv("NORVANE_SIM_PING", ping);
+        qputenv("NORVANE_PORTAL_PROBE_URL",
+                portalAnswers ? portal.url(u"/probe"_s).toEncoded() : closedPortal);
+        if (measured) {
+            startCapture(hotel);
+            Replay::play(firstSeconds(good, 3), state, time);
+            time.advance(1.0);
+        }
+        state.enterDiagnostics(
+            u"Traceback (most recent call last):\n  File \"norvane/cli.py\", line 88, in main\n"
+            u"ModuleNotFoundError: No module named 'norvane.probes'"_s);
+        QElapsedTimer waited;
+        waited.start();
+        const bool finishes = qstrcmp(ping, "hang") != 0;
+        while (finishes && state.diagnostics() && !state.diagnostics()->phase().isCompleted() &&
+               waited.elapsed() < 30'000)
+            QApplication::processEvents(QEventLoop::AllEvents, 20);
+        settle();
+    };
     QTemporaryDir emptyFolder;
     const QList<Stop> stops = {
         {u"setup-empty"_s, [] {}},
@@ -353,6 +388,30 @@ int main(int argc, char* argv[]) {
              history->screen().requestDelete();
          },
          [&] { return history.get(); }, [&] { return history->deleteAlert(); }},
+        // The diagnosis of a failed start on the simulator's ip and ping: under way, then each verdict.
+        {u"diagnostics-running"_s, [&] { diagnose("192.168.1.1", "hang", false, false); }},
+        {u"diagnostics-internet-fine"_s,
+         [&] {
+             diagnose("192.168.1.1", "all", true, true);
+             // The screen shown, not one on its way out.
+             for (DiagnosticsView* view : window.findChildren<DiagnosticsView*>()) {
+                 if (view->isVisible())
+                     view->screen().toggleError();
+             }
+         }},
+        {u"diagnostics-captive-portal"_s, [&] { diagnose("192.168.1.1", "all", false, false); }},
+        {u"diagnostics-gateway-only"_s, [&] { diagnose("192.168.1.1", "gateway-only", false, true); }},
+        {u"diagnostics-no-connectivity"_s, [&] { diagnose("none", "none", false, false); }},
+        // The settings window, with automatic uploads on and off.
+        {u"settings-auto-upload-on"_s,
+         [&] {
+             state.newCapture();
+             settings = window.openSettings();
+             settings->screen().setAutoUpload(true);
+         },
+         [&] { return settings.data(); }},
+        {u"settings-auto-upload-off"_s, [&] { settings->screen().setAutoUpload(false); },
+         [&] { return settings.data(); }},
     };
 
     QTextStream out(stdout);
@@ -383,6 +442,13 @@ int main(int argc, char* argv[]) {
             out << file << '\n';
         }
     }
+    if (settings) {
+        settings->screen().setAutoUpload(true);
+        settings->close();
+    }
+    qunsetenv("NORVANE_SIM_GATEWAY");
+    qunsetenv("NORVANE_SIM_PING");
+    qputenv("NORVANE_PORTAL_PROBE_URL", closedPortal);
     if (QMessageBox* alert = history ? history->deleteAlert() : nullptr)
         alert->reject();
     history.reset();

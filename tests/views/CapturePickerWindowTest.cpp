@@ -1,6 +1,7 @@
 #include "views/CapturePickerWindow.h"
 
 #include "capture/CaptureDataTestSupport.h"
+#include "capture/CaptureLibraryModel.h"
 #include "core/AppState.h"
 #include "core/Settings.h"
 #include "screens/CapturePickerScreen.h"
@@ -107,7 +108,7 @@ TEST_F(CapturePickerWindowTest, WhileScanningItSaysScanningCapturesBesideAProgre
     // Return and the footer do nothing while there is no table.
     QTest::keyClick(&window, Qt::Key_Return);
     EXPECT_TRUE(window.isVisible());
-    QThreadPool::globalInstance()->waitForDone();
+    CaptureLibraryModel::scanPool().waitForDone();
     QApplication::processEvents();
 }
 
@@ -488,7 +489,7 @@ TEST_F(CapturePickerWindowTest, ClosingTheWindowWhileItScansDropsTheResult) {
     window->onDismiss();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_TRUE(alive.isNull());
-    QThreadPool::globalInstance()->waitForDone();
+    CaptureLibraryModel::scanPool().waitForDone();
     QApplication::processEvents();
     EXPECT_EQ(state.screen(), firstScreen);
 }
@@ -511,6 +512,6 @@ TEST_F(CapturePickerWindowTest, ShowForReusesTheOpenWindowAndMakesANewOneAfterIt
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_TRUE(closed.isNull());
     second->onDismiss();
-    QThreadPool::globalInstance()->waitForDone();
+    CaptureLibraryModel::scanPool().waitForDone();
     QApplication::processEvents();
 }

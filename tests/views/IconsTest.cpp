@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QFile>
 #include <QImage>
+#include <QLabel>
 #include <QPalette>
 #include <QPixmap>
 #include <QTemporaryDir>
@@ -222,4 +223,27 @@ TEST_F(IconsTest, TheDesktopThemeWinsAndAFixedTintKeepsItsShape) {
               qApp->palette().color(QPalette::WindowText).rgb());
 
     QIcon::setThemeSearchPaths(savedPaths);
+}
+
+TEST_F(IconsTest, ASymbolOnALabelFollowsASchemeSwitch) {
+    QLabel label;
+    Icons::showOn(&label, u"folder"_s, 24);
+    label.show();
+    const QColor light = inkColour(label.pixmap().toImage());
+    EXPECT_EQ(light.rgb(), qApp->palette().color(QPalette::WindowText).rgb());
+    Theme::apply(*qApp, Theme::Scheme::Dark);
+    QApplication::processEvents();
+    const QColor dark = inkColour(label.pixmap().toImage());
+    EXPECT_EQ(dark.rgb(), qApp->palette().color(QPalette::WindowText).rgb());
+    EXPECT_NE(light.rgb(), dark.rgb());
+    EXPECT_EQ(label.pixmap().deviceIndependentSize(), QSizeF(24, 24));
+}
+
+TEST_F(IconsTest, ATintedSymbolOnALabelKeepsItsColourAcrossSchemes) {
+    QLabel label;
+    const QColor orange(245, 158, 11);
+    Icons::showOn(&label, u"exclamationmark.triangle.fill"_s, 16, orange);
+    Theme::apply(*qApp, Theme::Scheme::Dark);
+    QApplication::processEvents();
+    EXPECT_EQ(inkColour(label.pixmap().toImage()).rgb(), orange.rgb());
 }

@@ -236,8 +236,8 @@ TEST_F(ResultsChartsViewTest, LossPointsAndSpeedTestBandsFollowTheirLegendDots) 
     view->legendButton(u"speedtest"_s)->click();
     EXPECT_EQ(view->lossSeries()->count(), 0);
     EXPECT_TRUE(view->frame().bands.isEmpty());
-    EXPECT_EQ(view->lossSeries()->markerSize(), 20);
-    EXPECT_EQ(seriesOf(*view, u"ping"_s)->markerSize(), 12);
+    EXPECT_EQ(view->lossSeries()->markerSize(), ResultsLatencyChart::markDiameter(20));
+    EXPECT_EQ(seriesOf(*view, u"ping"_s)->markerSize(), ResultsLatencyChart::markDiameter(12));
 }
 
 TEST_F(ResultsChartsViewTest, ScrollingMovesTheTimeWindowAndFeedsOnlyItsPoints) {

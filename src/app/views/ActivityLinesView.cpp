@@ -203,7 +203,7 @@ void ActivityLinesView::setIcon(QLabel* label, const QString& symbolName) {
     }
     const int side = label->fontMetrics().height();
     label->setFixedSize(side, side);
-    label->setPixmap(Icons::symbol(symbolName).pixmap(QSize(side, side), devicePixelRatioF()));
+    Icons::showOn(label, symbolName, side);
 }
 
 void ActivityLinesView::applyFonts() {

@@ -168,8 +168,7 @@ QWidget* CapturePickerWindow::buildEmptyPage() {
     m_emptyIcon = new QLabel;
     m_emptyIcon->setAlignment(Qt::AlignCenter);
     const int side = fontMetrics().height() * 3;
-    m_emptyIcon->setPixmap(
-        Icons::symbol(CapturePickerScreen::emptySymbol).pixmap(QSize(side, side), devicePixelRatioF()));
+    Icons::showOn(m_emptyIcon, CapturePickerScreen::emptySymbol, side);
     m_emptyIcon->setForegroundRole(QPalette::PlaceholderText);
     m_emptyTitle = centredLabel(CapturePickerScreen::emptyTitle);
     QFont title = scaledFont(m_emptyTitle->font(), 1.25);

@@ -1,10 +1,12 @@
 #include "Icons.h"
 
+#include <QEvent>
 #include <QFile>
 #include <QGuiApplication>
 #include <QHash>
 #include <QIconEngine>
 #include <QImage>
+#include <QLabel>
 #include <QPainter>
 #include <QPalette>
 #include <QPixmap>
@@ -250,6 +252,55 @@ QIcon drawing(const QString& symbolName) {
 
 bool hasDrawing(const QString& symbolName) {
     return QFile::exists(drawingPath(symbolName));
+}
+
+namespace {
+
+// Draws a label's symbol again whenever its palette changes; one per label, owned by it.
+class SymbolFollower : public QObject {
+public:
+    SymbolFollower(QLabel* label, QString symbol, int side, std::optional<QColor> tint)
+        : QObject(label)
+        , m_symbol(std::move(symbol))
+        , m_side(side)
+        , m_tint(tint) {
+        label->installEventFilter(this);
+    }
+
+    void set(QString symbol, int side, std::optional<QColor> tint) {
+        m_symbol = std::move(symbol);
+        m_side = side;
+        m_tint = tint;
+    }
+
+    void draw(QLabel* label) const {
+        QPixmap pixmap = (m_tint ? Icons::symbol(m_symbol, *m_tint) : Icons::symbol(m_symbol))
+                             .pixmap(QSize(m_side, m_side), label->devicePixelRatioF());
+        label->setPixmap(pixmap);
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ApplicationPaletteChange)
+            draw(static_cast<QLabel*>(watched));
+        return false;
+    }
+
+private:
+    QString m_symbol;
+    int m_side = 0;
+    std::optional<QColor> m_tint;
+};
+
+} // namespace
+
+void showOn(QLabel* label, const QString& symbolName, int side, std::optional<QColor> tint) {
+    auto* follower = label->findChild<SymbolFollower*>(QString(), Qt::FindDirectChildrenOnly);
+    if (follower)
+        follower->set(symbolName, side, tint);
+    else
+        follower = new SymbolFollower(label, symbolName, side, tint);
+    follower->draw(label);
 }
 
 } // namespace Icons

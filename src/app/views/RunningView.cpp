@@ -32,7 +32,7 @@ namespace {
 QLabel* makeIconLabel(const QString& symbol, QWidget* parent) {
     auto* label = new QLabel(parent);
     const int side = label->fontMetrics().height();
-    label->setPixmap(Icons::symbol(symbol).pixmap(QSize(side, side), label->devicePixelRatioF()));
+    Icons::showOn(label, symbol, side);
     label->setFixedSize(side, side);
     label->setAlignment(Qt::AlignTop);
     return label;

@@ -128,7 +128,7 @@ QWidget* SettingsView::buildDirectorySection() {
     row->setSpacing(10);
     auto* icon = new QLabel(group);
     const int side = fontMetrics().height() * 3 / 2;
-    icon->setPixmap(Icons::symbol(u"folder"_s).pixmap(QSize(side, side), devicePixelRatioF()));
+    Icons::showOn(icon, u"folder"_s, side);
     icon->setFixedSize(side, side);
     row->addWidget(icon, 0, Qt::AlignTop);
     auto* texts = new QVBoxLayout;

@@ -72,7 +72,7 @@ QPushButton* addPill(const QString& title, QButtonGroup* group, QHBoxLayout* row
 QLabel* iconLabel(const QString& symbol, double lines, QWidget* reference) {
     auto* label = new QLabel;
     const int side = qRound(reference->fontMetrics().height() * lines);
-    label->setPixmap(Icons::symbol(symbol).pixmap(QSize(side, side), reference->devicePixelRatioF()));
+    Icons::showOn(label, symbol, side);
     label->setFixedSize(side, side);
     label->setAccessibleName(symbol);
     return label;

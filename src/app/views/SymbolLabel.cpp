@@ -3,8 +3,6 @@
 #include "Icons.h"
 
 #include <QLabel>
-#include <QPainter>
-#include <QPixmap>
 
 #include <algorithm>
 
@@ -27,14 +25,7 @@ QLabel* make(const QString& symbol, QWidget* parent) {
 void set(QLabel* label, const QString& symbol, std::optional<QColor> tint) {
     // The label's own size, which make() sets to a line of its text.
     const int side = std::min(label->width(), label->height());
-    QPixmap pixmap = Icons::symbol(symbol).pixmap(QSize(side, side), label->devicePixelRatioF());
-    if (tint) {
-        // The symbol's shape in one colour: its own colours would clash with the tint.
-        QPainter painter(&pixmap);
-        painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-        painter.fillRect(QRect(QPoint(0, 0), pixmap.size()), *tint);
-    }
-    label->setPixmap(pixmap);
+    Icons::showOn(label, symbol, side, tint);
     // Which symbol shows, for tests and tools that can't read pixels.
     label->setProperty("symbol", symbol);
     label->setProperty("tint", tint ? tint->name() : QString());
