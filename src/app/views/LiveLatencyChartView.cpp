@@ -1,5 +1,7 @@
 #include "LiveLatencyChartView.h"
 
+#include "ChartMarkers.h"
+
 #include "RunningParts.h"
 #include "core/AppState.h"
 
@@ -38,24 +40,8 @@ QColor secondaryText(const QPalette& palette) {
     return palette.color(QPalette::PlaceholderText);
 }
 
-// A marker drawn once at the screen's pixel density; the chart stamps it at every point, which costs
-// far less than a graphics item for each point would.
-QImage markerCanvas(qreal logicalSize, qreal pixelRatio) {
-    const int side = int(std::ceil(logicalSize * pixelRatio));
-    QImage image(side, side, QImage::Format_ARGB32_Premultiplied);
-    image.setDevicePixelRatio(pixelRatio);
-    image.fill(Qt::transparent);
-    return image;
-}
-
 QImage dotMarker(const QColor& color, qreal pixelRatio) {
-    QImage image = markerCanvas(dotSize, pixelRatio);
-    QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(color);
-    painter.drawEllipse(QRectF(0, 0, dotSize, dotSize));
-    return image;
+    return ChartMarkers::dot(color, dotSize, pixelRatio);
 }
 
 void drawCross(QPainter& painter, const QRectF& box, const QColor& color, qreal strokeWidth) {
@@ -67,7 +53,7 @@ void drawCross(QPainter& painter, const QRectF& box, const QColor& color, qreal 
 }
 
 QImage crossMarker(const QColor& color, qreal pixelRatio) {
-    QImage image = markerCanvas(crossSize, pixelRatio);
+    QImage image = ChartMarkers::canvas(crossSize, pixelRatio);
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
     drawCross(painter, QRectF(0, 0, crossSize, crossSize), color, crossSize * 0.15);

@@ -1,5 +1,7 @@
 #include "ResultsChartCard.h"
 
+#include "ChartMarkers.h"
+
 #include "Icons.h"
 #include "screens/LiveLatencyChart.h"
 
@@ -76,19 +78,6 @@ void attach(QChart* chart, QAbstractSeries* series, QAbstractAxis* x, QAbstractA
     chart->addSeries(series);
     series->attachAxis(x);
     series->attachAxis(y);
-}
-
-QImage dotMarker(const QColor& color, qreal size, qreal pixelRatio) {
-    const int side = int(std::ceil(size * pixelRatio));
-    QImage image(side, side, QImage::Format_ARGB32_Premultiplied);
-    image.setDevicePixelRatio(pixelRatio);
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(color);
-    painter.drawEllipse(QRectF(0, 0, size, size));
-    return image;
 }
 
 } // namespace ResultsChartParts
@@ -304,8 +293,8 @@ ResultsLegendEntry::ResultsLegendEntry(const QString& text, const QColor& color,
     : QWidget(parent) {
     auto* dot = new QLabel(this);
     const int side = std::max(6, fontMetrics().height() / 2);
-    dot->setPixmap(QPixmap::fromImage(
-        ResultsChartParts::dotMarker(color, side, std::max<qreal>(2, devicePixelRatioF()))));
+    dot->setPixmap(
+        QPixmap::fromImage(ChartMarkers::dot(color, side, std::max<qreal>(2, devicePixelRatioF()))));
     m_text = new QLabel(text, this);
     m_text->setForegroundRole(QPalette::PlaceholderText);
     m_text->setFont(smallFont(font()));

@@ -30,8 +30,6 @@ QValueAxis* makeValueAxis(const ClosedRange& domain, const QString& title);
 // A domain from 0 whose top is a whole step, so that the highest line of the grid is labelled.
 ClosedRange roundedUp(double top);
 void attach(QChart* chart, QAbstractSeries* series, QAbstractAxis* x, QAbstractAxis* y);
-// A filled dot, drawn once and stamped by the chart at each point.
-QImage dotMarker(const QColor& color, qreal size, qreal pixelRatio);
 
 } // namespace ResultsChartParts
 

@@ -1,5 +1,7 @@
 #include "ResultsLatencyChartView.h"
 
+#include "ChartMarkers.h"
+
 #include "FlowLayout.h"
 #include "core/AppState.h"
 #include "screens/LiveLatencyChart.h"
@@ -39,21 +41,6 @@ QColor toColor(const RgbColor& color, double opacity = 1.0) {
 
 QColor secondaryText(const QPalette& palette) {
     return palette.color(QPalette::PlaceholderText);
-}
-
-// A dot drawn once at the screen's pixel density; the chart stamps it at every point, which costs far
-// less than a graphics item per point would.
-QImage dotMarker(double size, const QColor& color, qreal pixelRatio) {
-    const int side = int(std::ceil(size * pixelRatio));
-    QImage image(side, side, QImage::Format_ARGB32_Premultiplied);
-    image.setDevicePixelRatio(pixelRatio);
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(color);
-    painter.drawEllipse(QRectF(0, 0, size, size));
-    return image;
 }
 
 } // namespace
@@ -483,10 +470,10 @@ void ResultsLatencyChartView::makeMarkers() {
     m_markerPixelRatio = devicePixelRatioF();
     const qreal ratio = std::max<qreal>(1, m_markerPixelRatio);
     for (QLineSeries* series : std::as_const(m_dotSeries))
-        series->setLightMarker(dotMarker(
-            markDiameter(dotSize), toColor(ResultsPalette::probeColor(series->name()), dotOpacity), ratio));
-    m_lossSeries->setLightMarker(dotMarker(markDiameter(lossPointSize),
-                                           toColor(ResultsPalette::lossColor(), lossPointOpacity), ratio));
+        series->setLightMarker(ChartMarkers::dot(
+            toColor(ResultsPalette::probeColor(series->name()), dotOpacity), markDiameter(dotSize), ratio));
+    m_lossSeries->setLightMarker(ChartMarkers::dot(toColor(ResultsPalette::lossColor(), lossPointOpacity),
+                                                   markDiameter(lossPointSize), ratio));
 }
 
 void ResultsLatencyChartView::applyPalette() {

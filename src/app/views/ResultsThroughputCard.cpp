@@ -1,5 +1,7 @@
 #include "ResultsThroughputCard.h"
 
+#include "ChartMarkers.h"
+
 #include "screens/ResultsPalette.h"
 
 #include <QBarCategoryAxis>
@@ -102,7 +104,7 @@ QWidget* ResultsThroughputCard::makeSubChart(const SubChart& sub) {
         tests->setName(sub.title + u" tests"_s);
         tests->setPen(Qt::NoPen);
         tests->setMarkerSize(testDotSize);
-        tests->setLightMarker(dotMarker(color, testDotSize, std::max<qreal>(2, devicePixelRatioF())));
+        tests->setLightMarker(ChartMarkers::dot(color, testDotSize, std::max<qreal>(2, devicePixelRatioF())));
         for (qsizetype i = 0; i < sub.values.size(); ++i)
             tests->append(spread(i), sub.values[i]);
         attach(chart, tests, xAxis, yAxis);

@@ -1,5 +1,7 @@
 #include "ResultsTimeChartCards.h"
 
+#include "ChartMarkers.h"
+
 #include "screens/LiveLatencyChart.h"
 #include "screens/ResultsPalette.h"
 
@@ -190,8 +192,8 @@ ResultsDnsQuicCard::ResultsDnsQuicCard(const ResultsDnsQuicChart::Model& model, 
         dots->setName(series.label);
         dots->setPen(Qt::NoPen);
         dots->setMarkerSize(dotSize);
-        dots->setLightMarker(
-            dotMarker(toColor(series.color, dotOpacity), dotSize, std::max<qreal>(2, devicePixelRatioF())));
+        dots->setLightMarker(ChartMarkers::dot(toColor(series.color, dotOpacity), dotSize,
+                                               std::max<qreal>(2, devicePixelRatioF())));
         dots->replace(series.points);
         attach(chart, dots, xAxis, yAxis);
         m_dots.append(dots);

@@ -4,6 +4,7 @@
 #include "RunningParts.h"
 #include "Spinner.h"
 #include "StatCardView.h"
+#include "TextLabels.h"
 
 #include "core/AppState.h"
 #include "screens/RunningScreen.h"
@@ -38,30 +39,9 @@ QLabel* makeIconLabel(const QString& symbol, QWidget* parent) {
     return label;
 }
 
-// A label's accessible name is its text unless one is set, so labels whose text changes get a
-// description instead of a name.
-QLabel* makeWrappingLabel(QWidget* parent) {
-    auto* label = new QLabel(parent);
-    label->setWordWrap(true);
-    label->setTextFormat(Qt::PlainText);
-    label->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
-    return label;
-}
-
-void setText(QLabel* label, const QString& text) {
-    if (label->text() != text)
-        label->setText(text);
-}
-
 // An icon in front of a wrapping text, the shape of every notice line.
 QWidget* makeIconLine(const QString& symbol, QLabel*& text, QWidget* parent) {
-    auto* row = new QWidget(parent);
-    auto* layout = new QHBoxLayout(row);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(makeIconLabel(symbol, row), 0, Qt::AlignTop);
-    text = makeWrappingLabel(row);
-    layout->addWidget(text, 1);
-    return row;
+    return TextLabels::iconLine(makeIconLabel(symbol, nullptr), text, parent);
 }
 
 QPushButton* makeButton(const QString& title, const QString& symbol, QWidget* parent) {
@@ -222,13 +202,13 @@ void RunningView::buildScrollingArea(QVBoxLayout* layout) {
     m_statusSpinner = new Spinner(1.0, m_statusNotice);
     m_statusSpinner->setAccessibleName(u"Working"_s);
     m_statusIcon = makeIconLabel(u"exclamationmark.triangle"_s, m_statusNotice);
-    m_statusText = makeWrappingLabel(m_statusNotice);
+    m_statusText = TextLabels::wrapping(m_statusNotice);
     m_statusText->setAccessibleDescription(u"Status"_s);
     noticeLine->addWidget(m_statusSpinner, 0, Qt::AlignVCenter);
     noticeLine->addWidget(m_statusIcon, 0, Qt::AlignTop);
     noticeLine->addWidget(m_statusText, 1);
     notice->addLayout(noticeLine);
-    m_stderrTail = makeWrappingLabel(m_statusNotice);
+    m_stderrTail = TextLabels::wrapping(m_statusNotice);
     m_stderrTail->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     m_stderrTail->setForegroundRole(QPalette::PlaceholderText);
     m_stderrTail->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
@@ -261,12 +241,12 @@ void RunningView::buildButtons(QVBoxLayout* layout) {
 
 void RunningView::refreshProgress() {
     const RunningProgress progress = m_model->progress();
-    setText(m_elapsedLabel, progress.elapsedText);
+    TextLabels::setText(m_elapsedLabel, progress.elapsedText);
     m_progressBar->setVisible(progress.showsBar());
     m_remainingLabel->setVisible(progress.showsBar());
     if (!progress.showsBar())
         return;
-    setText(m_remainingLabel, *progress.remainingText);
+    TextLabels::setText(m_remainingLabel, *progress.remainingText);
     // Whole seconds are the bar's resolution; a capture of days still fits an int.
     const int maximum = int(std::clamp(std::ceil(progress.barMaximum), 1.0, 2.0e9));
     m_progressBar->setRange(0, maximum);
@@ -295,7 +275,7 @@ void RunningView::refreshBlockedLine() {
     const std::optional<IconLine> line = m_model->blockedLine();
     m_blockedRow->setVisible(line.has_value());
     if (line)
-        setText(m_blockedText, line->text);
+        TextLabels::setText(m_blockedText, line->text);
 }
 
 void RunningView::refreshWarnings() {
@@ -335,9 +315,9 @@ void RunningView::refreshStatusNotice() {
     m_statusNotice->setVisible(notice.kind != RunningStatusNotice::Kind::none);
     m_statusSpinner->setVisible(notice.showsSpinner);
     m_statusIcon->setVisible(notice.icon.has_value());
-    setText(m_statusText, notice.text);
+    TextLabels::setText(m_statusText, notice.text);
     m_stderrTail->setVisible(notice.stderrTail.has_value());
-    setText(m_stderrTail, notice.stderrTail.value_or(QString()));
+    TextLabels::setText(m_stderrTail, notice.stderrTail.value_or(QString()));
     const bool wasOffered = m_diagnoseButton->isVisibleTo(this);
     m_diagnoseButton->setVisible(notice.offersStopAndDiagnose);
     // The way out of a silent capture sits at the foot of the figures; it must not wait there unseen.
