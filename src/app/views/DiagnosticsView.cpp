@@ -62,11 +62,7 @@ QColor markColour(MarkTone tone, const QPalette& palette) {
 
 // An icon of the given height, in one colour: the symbol's shape filled with `colour`.
 QPixmap tintedIcon(const QString& symbol, int side, qreal ratio, const QColor& colour) {
-    QPixmap pixmap = Icons::symbol(symbol).pixmap(QSize(side, side), ratio);
-    QPainter painter(&pixmap);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-    painter.fillRect(pixmap.rect(), colour);
-    return pixmap;
+    return Icons::symbol(symbol, colour).pixmap(QSize(side, side), ratio);
 }
 
 // The symbol of an action button in the colour of its text, so that it reads on the filled button too.
