@@ -2,10 +2,10 @@
 // a virtual clock. Prints events per second and the resident memory that each stored latency point
 // costs: the growth of the process's resident set over the run, after freed blocks are trimmed.
 
+#include "base/VirtualClock.h"
 #include "cli/Replay.h"
 #include "core/AppState.h"
-#include "core/VirtualClock.h"
-#include "screens/HoneycombState.h"
+#include "core/HoneycombState.h"
 #include "services/FileLogger.h"
 
 #include <benchmark/benchmark.h>

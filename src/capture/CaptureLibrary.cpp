@@ -1,8 +1,8 @@
 #include "capture/CaptureLibrary.h"
 
+#include "base/Clock.h"
 #include "capture/CSVLoader.h"
 #include "capture/StatsCache.h"
-#include "core/Clock.h"
 #include "services/FileLogger.h"
 
 #include <QCollator>

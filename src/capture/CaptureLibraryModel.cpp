@@ -1,6 +1,6 @@
 #include "capture/CaptureLibraryModel.h"
 
-#include "core/Clock.h"
+#include "base/Clock.h"
 
 #include <QThreadPool>
 #include <QtConcurrent/QtConcurrentRun>

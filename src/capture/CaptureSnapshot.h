@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/CaptureSeries.h"
-#include "core/CaptureStats.h"
+#include "capture/CaptureSeries.h"
+#include "capture/CaptureStats.h"
 
 #include <QDateTime>
 #include <QList>

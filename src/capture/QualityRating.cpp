@@ -1,6 +1,6 @@
 #include "capture/QualityRating.h"
 
-#include "capture/NumberText.h"
+#include "base/NumberText.h"
 
 #include <QList>
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "capture/CaptureStats.h"
 #include "capture/RgbColor.h"
-#include "core/CaptureStats.h"
 
 #include <QHashFunctions>
 #include <QString>

@@ -1,7 +1,7 @@
 #include "capture/ResultsAnalysis.h"
 
+#include "base/NumberText.h"
 #include "capture/BlockedTargets.h"
-#include "capture/NumberText.h"
 #include "capture/SharedFigures.h"
 
 using namespace Qt::StringLiterals;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/CaptureSeries.h"
+#include "capture/CaptureSeries.h"
 
 #include <QDateTime>
 #include <QList>

@@ -1,6 +1,6 @@
 #include "capture/ResultsFormat.h"
 
-#include "capture/NumberText.h"
+#include "base/NumberText.h"
 
 using namespace Qt::StringLiterals;
 

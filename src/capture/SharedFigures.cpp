@@ -1,7 +1,7 @@
 #include "capture/SharedFigures.h"
 
-#include "capture/NumberText.h"
-#include "core/Clock.h"
+#include "base/Clock.h"
+#include "base/NumberText.h"
 
 #include <algorithm>
 #include <cmath>

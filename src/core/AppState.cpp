@@ -1,10 +1,10 @@
 #include "core/AppState.h"
 
+#include "base/NumberText.h"
+#include "base/Settings.h"
 #include "capture/CSVLoader.h"
 #include "capture/InternetDateTime.h"
-#include "capture/NumberText.h"
-#include "core/Settings.h"
-#include "screens/HoneycombState.h"
+#include "core/HoneycombState.h"
 #include "services/ConnectivityDiagnostics.h"
 #include "services/FileLogger.h"
 #include "services/NetworkMonitor.h"

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "base/Clock.h"
+#include "capture/CaptureSeries.h"
 #include "capture/CaptureSnapshot.h"
+#include "capture/CaptureStats.h"
 #include "capture/QualityRating.h"
-#include "core/CaptureSeries.h"
-#include "core/CaptureStats.h"
-#include "core/Clock.h"
 #include "subprocess/CaptureConfig.h"
 #include "subprocess/JSONEvent.h"
 

@@ -3,8 +3,8 @@
 
 #include "core/AppState.h"
 
-#include "capture/NumberText.h"
-#include "screens/HoneycombState.h"
+#include "base/NumberText.h"
+#include "core/HoneycombState.h"
 
 #include <climits>
 #include <cmath>

@@ -3,8 +3,8 @@
 
 #include "core/AppState.h"
 
-#include "capture/NumberText.h"
-#include "core/Settings.h"
+#include "base/NumberText.h"
+#include "base/Settings.h"
 #include "platform/Locations.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"

@@ -1,6 +1,6 @@
 #include "screens/CelebrationScreen.h"
 
-#include "capture/NumberText.h"
+#include "base/NumberText.h"
 #include "capture/ResultsAnalysis.h"
 #include "capture/SharedFigures.h"
 #include "core/AppState.h"

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "base/Clock.h"
 #include "capture/CaptureSnapshot.h"
 #include "capture/QualityRating.h"
-#include "core/Clock.h"
 #include "screens/Confetti.h"
 #include "screens/TriviaLine.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/Clock.h"
 #include "core/AppState.h"
-#include "core/Clock.h"
 
 #include <QObject>
 #include <QString>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/CaptureSeries.h"
-#include "core/Clock.h"
+#include "base/Clock.h"
+#include "capture/CaptureSeries.h"
 
 #include <QList>
 #include <QObject>

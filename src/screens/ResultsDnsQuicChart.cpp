@@ -1,6 +1,6 @@
 #include "ResultsDnsQuicChart.h"
 
-#include "capture/NumberText.h"
+#include "base/NumberText.h"
 #include "capture/SharedFigures.h"
 #include "screens/ResultsPalette.h"
 #include "screens/ResultsSeriesThinning.h"

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "capture/CaptureSeries.h"
 #include "capture/ResultsCharts.h"
 #include "capture/RgbColor.h"
-#include "core/CaptureSeries.h"
 #include "screens/ResultsPalette.h"
 
 #include <QList>

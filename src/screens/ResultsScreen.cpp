@@ -1,8 +1,8 @@
 #include "screens/ResultsScreen.h"
 
+#include "base/Clock.h"
 #include "capture/ResultsFormat.h"
 #include "core/AppState.h"
-#include "core/Clock.h"
 #include "platform/Platform.h"
 #include "subprocess/PythonProcess.h"
 

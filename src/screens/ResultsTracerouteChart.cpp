@@ -1,6 +1,6 @@
 #include "ResultsTracerouteChart.h"
 
-#include "capture/NumberText.h"
+#include "base/NumberText.h"
 #include "capture/ResultsCharts.h"
 #include "screens/ResultsPalette.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "capture/CaptureSeries.h"
 #include "capture/RgbColor.h"
-#include "core/CaptureSeries.h"
 
 #include <QList>
 #include <QString>

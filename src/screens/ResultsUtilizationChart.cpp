@@ -1,6 +1,6 @@
 #include "ResultsUtilizationChart.h"
 
-#include "capture/NumberText.h"
+#include "base/NumberText.h"
 #include "screens/ResultsPalette.h"
 #include "screens/ResultsSeriesThinning.h"
 

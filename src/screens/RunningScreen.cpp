@@ -1,6 +1,6 @@
 #include "screens/RunningScreen.h"
 
-#include "capture/NumberText.h"
+#include "base/NumberText.h"
 #include "capture/QualityRating.h"
 #include "capture/ResultsFormat.h"
 #include "capture/SharedFigures.h"

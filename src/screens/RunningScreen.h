@@ -1,9 +1,9 @@
 #pragma once
 
+#include "base/Clock.h"
+#include "capture/CaptureSeries.h"
 #include "capture/CaptureSnapshot.h"
-#include "core/CaptureSeries.h"
-#include "core/CaptureStats.h"
-#include "core/Clock.h"
+#include "capture/CaptureStats.h"
 #include "screens/StatCard.h"
 #include "subprocess/JSONEvent.h"
 

@@ -1,8 +1,8 @@
 #include "screens/SetupScreen.h"
 
-#include "capture/NumberText.h"
+#include "base/NumberText.h"
+#include "base/Settings.h"
 #include "core/AppState.h"
-#include "core/Settings.h"
 #include "screens/NetworkPresets.h"
 #include "screens/SuggestionMerger.h"
 #include "services/FileLogger.h"

@@ -1,6 +1,6 @@
 #include "screens/UploadStatus.h"
 
-#include "capture/NumberText.h"
+#include "base/NumberText.h"
 #include "capture/ResultsFormat.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "services/ConnectivityDiagnostics.h"
 
 #include "BuildInfo.h"
-#include "subprocess/ToolSearchPath.h"
+#include "base/ToolSearchPath.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>

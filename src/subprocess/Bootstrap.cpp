@@ -1,13 +1,13 @@
 #include "subprocess/Bootstrap.h"
 
-#include "capture/NumberText.h"
-#include "core/Clock.h"
+#include "base/Clock.h"
+#include "base/NumberText.h"
+#include "base/ToolSearchPath.h"
 #include "platform/Locations.h"
 #include "services/FileLogger.h"
 #include "subprocess/ChildProcess.h"
 #include "subprocess/LineBuffer.h"
 #include "subprocess/PythonProcess.h"
-#include "subprocess/ToolSearchPath.h"
 
 #include <QFileInfo>
 #include <QPointer>

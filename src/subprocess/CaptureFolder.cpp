@@ -1,6 +1,6 @@
 #include "subprocess/CaptureFolder.h"
 
-#include "core/Settings.h"
+#include "base/Settings.h"
 #include "platform/Locations.h"
 
 #include <QDir>

@@ -1,12 +1,12 @@
 #include "subprocess/PythonProcess.h"
 
+#include "base/ToolSearchPath.h"
 #include "platform/Locations.h"
 #include "platform/Platform.h"
 #include "subprocess/CaptureFolder.h"
 #include "subprocess/ChildProcess.h"
 #include "subprocess/LineBuffer.h"
 #include "subprocess/StdinCommand.h"
-#include "subprocess/ToolSearchPath.h"
 
 #include <QCoreApplication>
 #include <QDir>

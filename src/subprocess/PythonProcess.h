@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/Clock.h"
+#include "base/Clock.h"
 #include "services/FileLogger.h"
 #include "subprocess/CaptureConfig.h"
 #include "subprocess/JSONEvent.h"

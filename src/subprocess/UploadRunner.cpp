@@ -1,11 +1,11 @@
 #include "subprocess/UploadRunner.h"
 
+#include "base/ToolSearchPath.h"
 #include "platform/Locations.h"
 #include "subprocess/Bootstrap.h"
 #include "subprocess/ChildProcess.h"
 #include "subprocess/LineBuffer.h"
 #include "subprocess/PythonProcess.h"
-#include "subprocess/ToolSearchPath.h"
 
 #include <QProcess>
 

@@ -1,7 +1,7 @@
 #include "capture/SharedFigures.h"
 
 #include "CaptureTestPrinters.h"
-#include "core/VirtualClock.h"
+#include "base/VirtualClock.h"
 
 #include <gtest/gtest.h>
 

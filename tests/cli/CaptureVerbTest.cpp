@@ -1,6 +1,6 @@
 #include "cli/CaptureVerbs.h"
 
-#include "core/VirtualClock.h"
+#include "base/VirtualClock.h"
 #include "support/CliRun.h"
 #include "support/SimulatorJournal.h"
 #include "support/TempHome.h"

@@ -1,7 +1,7 @@
 #include "core/AppState.h"
 
-#include "core/Settings.h"
-#include "core/VirtualClock.h"
+#include "base/Settings.h"
+#include "base/VirtualClock.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"

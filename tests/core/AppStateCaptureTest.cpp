@@ -3,8 +3,8 @@
 
 #include "core/AppState.h"
 
-#include "core/Settings.h"
-#include "core/VirtualClock.h"
+#include "base/Settings.h"
+#include "base/VirtualClock.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "subprocess/StdinCommand.h"

@@ -1,6 +1,6 @@
 #include "core/AppState.h"
 
-#include "core/VirtualClock.h"
+#include "base/VirtualClock.h"
 #include "services/ConnectivityDiagnostics.h"
 #include "services/FileLogger.h"
 #include "services/NetworkMonitor.h"

@@ -1,8 +1,8 @@
 #include "core/AppState.h"
 
-#include "core/Settings.h"
-#include "core/VirtualClock.h"
-#include "screens/HoneycombState.h"
+#include "base/Settings.h"
+#include "base/VirtualClock.h"
+#include "core/HoneycombState.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"

@@ -3,9 +3,9 @@
 
 #include "core/AppState.h"
 
+#include "base/Settings.h"
+#include "base/VirtualClock.h"
 #include "core/NorvaneApp.h"
-#include "core/Settings.h"
-#include "core/VirtualClock.h"
 #include "platform/Locations.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"

@@ -1,8 +1,8 @@
 #include "core/NorvaneApp.h"
 
+#include "base/VirtualClock.h"
 #include "core/AppState.h"
 #include "core/QuitAlert.h"
-#include "core/VirtualClock.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"

@@ -1,7 +1,7 @@
 #include "screens/ActivityLines.h"
 
+#include "base/VirtualClock.h"
 #include "core/AppState.h"
-#include "core/VirtualClock.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/TempHome.h"

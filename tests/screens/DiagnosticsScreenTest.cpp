@@ -1,7 +1,7 @@
 #include "screens/DiagnosticsScreen.h"
 
+#include "base/VirtualClock.h"
 #include "core/AppState.h"
-#include "core/VirtualClock.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/DiagnosisScenario.h"

@@ -1,6 +1,6 @@
 #include "screens/FinishingScreen.h"
 
-#include "core/VirtualClock.h"
+#include "base/VirtualClock.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"

@@ -1,10 +1,10 @@
 #include "screens/ResultsScreen.h"
 
+#include "base/Settings.h"
+#include "base/VirtualClock.h"
 #include "capture/QualityRating.h"
 #include "capture/ResultsAnalysis.h"
 #include "core/AppState.h"
-#include "core/Settings.h"
-#include "core/VirtualClock.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"

@@ -1,8 +1,8 @@
 #include "screens/RunningScreen.h"
 
+#include "base/Settings.h"
+#include "base/VirtualClock.h"
 #include "core/AppState.h"
-#include "core/Settings.h"
-#include "core/VirtualClock.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/TempHome.h"

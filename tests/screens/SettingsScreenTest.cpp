@@ -1,6 +1,6 @@
 #include "screens/SettingsScreen.h"
 
-#include "core/Settings.h"
+#include "base/Settings.h"
 #include "platform/Locations.h"
 #include "subprocess/CaptureFolder.h"
 #include "support/TempHome.h"

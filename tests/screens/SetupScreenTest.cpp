@@ -1,8 +1,8 @@
 #include "screens/SetupScreen.h"
 
+#include "base/Settings.h"
+#include "base/VirtualClock.h"
 #include "core/AppState.h"
-#include "core/Settings.h"
-#include "core/VirtualClock.h"
 #include "screens/NetworkPresets.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"

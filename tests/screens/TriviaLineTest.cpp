@@ -1,6 +1,6 @@
 #include "screens/TriviaLine.h"
 
-#include "core/VirtualClock.h"
+#include "base/VirtualClock.h"
 
 #include <gtest/gtest.h>
 

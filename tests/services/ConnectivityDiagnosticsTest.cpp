@@ -1,8 +1,8 @@
 #include "services/ConnectivityDiagnostics.h"
 
-#include "core/VirtualClock.h"
+#include "base/ToolSearchPath.h"
+#include "base/VirtualClock.h"
 #include "services/FileLogger.h"
-#include "subprocess/ToolSearchPath.h"
 #include "support/LoggedText.h"
 #include "support/NetworkFakes.h"
 #include "support/TempHome.h"

@@ -3,7 +3,7 @@
 
 #include "subprocess/Bootstrap.h"
 
-#include "core/VirtualClock.h"
+#include "base/VirtualClock.h"
 #include "platform/Locations.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"

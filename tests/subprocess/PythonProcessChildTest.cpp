@@ -4,7 +4,7 @@
 
 #include "subprocess/PythonProcess.h"
 
-#include "core/VirtualClock.h"
+#include "base/VirtualClock.h"
 #include "platform/Platform.h"
 #include "subprocess/ProcessTestSupport.h"
 #include "subprocess/StdinCommand.h"

@@ -3,8 +3,8 @@
 
 #include "subprocess/PythonProcess.h"
 
-#include "core/Settings.h"
-#include "core/VirtualClock.h"
+#include "base/Settings.h"
+#include "base/VirtualClock.h"
 #include "platform/Locations.h"
 #include "platform/Platform.h"
 #include "subprocess/ProcessTestSupport.h"

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/VirtualClock.h"
 #include "core/AppState.h"
-#include "core/VirtualClock.h"
 #include "services/ConnectivityDiagnostics.h"
 #include "subprocess/PythonProcess.h"
 #include "support/NetworkFakes.h"

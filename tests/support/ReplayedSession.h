@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/VirtualClock.h"
 #include "core/AppState.h"
-#include "core/VirtualClock.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/TempHome.h"

@@ -3,10 +3,10 @@
 
 #include "TourSteps.h"
 
+#include "base/VirtualClock.h"
 #include "cli/Replay.h"
 #include "core/AppState.h"
 #include "core/NorvaneApp.h"
-#include "core/VirtualClock.h"
 #include "platform/Locations.h"
 #include "screens/CapturePickerScreen.h"
 #include "screens/DiagnosticsScreen.h"

@@ -1,9 +1,9 @@
 #include "views/CapturePickerWindow.h"
 
+#include "base/Settings.h"
 #include "capture/CaptureDataTestSupport.h"
 #include "capture/CaptureLibraryModel.h"
 #include "core/AppState.h"
-#include "core/Settings.h"
 #include "screens/CapturePickerScreen.h"
 #include "services/FileLogger.h"
 #include "support/TempHome.h"

@@ -1,6 +1,6 @@
 #include "views/DiagnosticsView.h"
 
-#include "core/VirtualClock.h"
+#include "base/VirtualClock.h"
 #include "screens/DiagnosticsScreen.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"

@@ -1,6 +1,6 @@
 #include "views/FinishingView.h"
 
-#include "core/VirtualClock.h"
+#include "base/VirtualClock.h"
 #include "screens/FinishingScreen.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"

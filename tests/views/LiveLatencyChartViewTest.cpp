@@ -2,7 +2,7 @@
 
 #include "core/AppState.h"
 
-#include "core/VirtualClock.h"
+#include "base/VirtualClock.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/TempHome.h"

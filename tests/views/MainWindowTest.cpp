@@ -1,8 +1,8 @@
 #include "views/MainWindow.h"
 
+#include "base/VirtualClock.h"
 #include "core/AppState.h"
 #include "core/NorvaneApp.h"
-#include "core/VirtualClock.h"
 #include "services/ConnectivityDiagnostics.h"
 #include "services/FileLogger.h"
 #include "support/AppStateTestAccess.h"

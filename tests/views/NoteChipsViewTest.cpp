@@ -4,8 +4,8 @@
 #include "views/RunningParts.h"
 #include "views/Theme.h"
 
+#include "base/VirtualClock.h"
 #include "core/AppState.h"
-#include "core/VirtualClock.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/TempHome.h"

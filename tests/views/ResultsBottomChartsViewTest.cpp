@@ -1,7 +1,7 @@
 #include "views/ResultsBottomChartsView.h"
 
+#include "base/VirtualClock.h"
 #include "core/AppState.h"
-#include "core/VirtualClock.h"
 #include "screens/ResultsSeriesThinning.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"

@@ -1,8 +1,8 @@
 #include "views/ResultsLatencyChartView.h"
 #include "views/LossHeatmapView.h"
 
+#include "base/VirtualClock.h"
 #include "core/AppState.h"
-#include "core/VirtualClock.h"
 #include "services/FileLogger.h"
 #include "support/TempHome.h"
 #include "views/Theme.h"

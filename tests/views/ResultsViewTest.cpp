@@ -8,8 +8,8 @@
 #include "views/Theme.h"
 #include "views/UploadStatusView.h"
 
+#include "base/VirtualClock.h"
 #include "core/AppState.h"
-#include "core/VirtualClock.h"
 #include "screens/ResultsScreen.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"

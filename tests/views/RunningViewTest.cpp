@@ -2,9 +2,9 @@
 
 #include "views/StatCardView.h"
 
+#include "base/Settings.h"
+#include "base/VirtualClock.h"
 #include "core/AppState.h"
-#include "core/Settings.h"
-#include "core/VirtualClock.h"
 #include "screens/RunningScreen.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"

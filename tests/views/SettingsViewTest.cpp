@@ -1,6 +1,6 @@
 #include "views/SettingsView.h"
 
-#include "core/Settings.h"
+#include "base/Settings.h"
 #include "platform/Locations.h"
 #include "support/TempHome.h"
 #include "support/VisibleTexts.h"

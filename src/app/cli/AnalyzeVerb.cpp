@@ -4,9 +4,9 @@
 #include "StateReport.h"
 
 #include "CliJson.h"
+#include "base/NumberText.h"
 #include "capture/BlockedTargets.h"
 #include "capture/CSVLoader.h"
-#include "capture/NumberText.h"
 #include "capture/ResultsAnalysis.h"
 #include "core/AppState.h"
 #include "services/FileLogger.h"

@@ -1,10 +1,10 @@
 #include "CaptureVerbs.h"
 
 #include "StateReport.h"
-#include "capture/NumberText.h"
+#include "base/NumberText.h"
+#include "base/Settings.h"
 #include "core/AppState.h"
-#include "core/Settings.h"
-#include "screens/HoneycombState.h"
+#include "core/HoneycombState.h"
 #include "screens/SetupChoices.h"
 #include "services/ConnectivityDiagnostics.h"
 #include "services/FileLogger.h"

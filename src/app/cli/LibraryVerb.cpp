@@ -1,7 +1,7 @@
 #include "LibraryVerb.h"
 
+#include "base/Clock.h"
 #include "capture/CaptureLibraryModel.h"
-#include "core/Clock.h"
 #include "subprocess/CaptureFolder.h"
 
 #include <QFileInfo>

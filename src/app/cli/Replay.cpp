@@ -1,8 +1,8 @@
 #include "Replay.h"
 
+#include "base/VirtualClock.h"
 #include "capture/InternetDateTime.h"
 #include "core/AppState.h"
-#include "core/VirtualClock.h"
 #include "subprocess/LineBuffer.h"
 #include "subprocess/PythonProcess.h"
 

@@ -3,9 +3,9 @@
 #include "CliArguments.h"
 #include "Replay.h"
 #include "StateReport.h"
+#include "base/VirtualClock.h"
 #include "core/AppState.h"
-#include "core/VirtualClock.h"
-#include "screens/HoneycombState.h"
+#include "core/HoneycombState.h"
 #include "services/FileLogger.h"
 
 #include <QFile>

@@ -2,11 +2,11 @@
 
 #include "CliJson.h"
 
+#include "base/Clock.h"
 #include "capture/ResultsAnalysis.h"
 #include "core/AppState.h"
-#include "core/Clock.h"
+#include "core/HoneycombState.h"
 #include "screens/DiagnosticsVerdictText.h"
-#include "screens/HoneycombState.h"
 #include "screens/UploadStatus.h"
 #include "services/ConnectivityDiagnostics.h"
 #include "subprocess/PythonProcess.h"
@@ -224,8 +224,8 @@ QString uploadText(const AppState& state) {
     if (leftInProgress && !state.uploadRunner()) {
         QString line = u"The upload tool stopped before it finished."_s;
         if (const auto& retryAt = state.upload().pendingRetryAt)
-            line += u" Next attempt in %1."_s.arg(UploadStatus::countdownText(
-                double(Time::clock().now().msecsTo(*retryAt)) / 1000.0));
+            line += u" Next attempt in %1."_s.arg(
+                UploadStatus::countdownText(double(Time::clock().now().msecsTo(*retryAt)) / 1000.0));
         lines.append(line);
     }
     return lines.join(u'\n');

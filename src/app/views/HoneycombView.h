@@ -1,6 +1,6 @@
 #pragma once
 
-#include "screens/HoneycombState.h"
+#include "core/HoneycombState.h"
 
 #include <QColor>
 #include <QPen>

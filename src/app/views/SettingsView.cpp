@@ -3,7 +3,7 @@
 #include "Icons.h"
 #include "ScaledFont.h"
 
-#include "core/Settings.h"
+#include "base/Settings.h"
 
 #include <QCheckBox>
 #include <QComboBox>

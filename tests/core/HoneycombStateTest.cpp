@@ -1,4 +1,4 @@
-#include "screens/HoneycombState.h"
+#include "core/HoneycombState.h"
 
 #include <gtest/gtest.h>
 

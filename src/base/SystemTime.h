@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/Clock.h"
+#include "base/Clock.h"
 
 // The real clock and QTimer-based timers.
 class SystemClock final : public Clock {

@@ -1,4 +1,4 @@
-#include "core/VirtualClock.h"
+#include "base/VirtualClock.h"
 
 #include <algorithm>
 

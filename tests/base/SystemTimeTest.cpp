@@ -1,4 +1,4 @@
-#include "core/SystemTime.h"
+#include "base/SystemTime.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "core/CaptureStats.h"
+#include "capture/CaptureStats.h"
 
-#include "core/VirtualClock.h"
+#include "base/VirtualClock.h"
 #include "subprocess/JSONEvent.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "capture/NumberText.h"
+#include "base/NumberText.h"
 
 #include "CaptureTestPrinters.h"
 

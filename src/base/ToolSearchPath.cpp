@@ -1,4 +1,4 @@
-#include "subprocess/ToolSearchPath.h"
+#include "base/ToolSearchPath.h"
 
 #include "platform/Locations.h"
 

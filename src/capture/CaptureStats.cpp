@@ -1,4 +1,4 @@
-#include "core/CaptureStats.h"
+#include "capture/CaptureStats.h"
 
 #include "subprocess/JSONEvent.h"
 

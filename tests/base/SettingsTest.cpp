@@ -1,4 +1,4 @@
-#include "core/Settings.h"
+#include "base/Settings.h"
 
 #include "platform/Locations.h"
 #include "support/TempHome.h"

@@ -1,0 +1,5 @@
+#pragma once
+
+// Reaching down the stack is allowed.
+#include "base/Clock.h"
+#include "platform/Locations.h"
