@@ -50,8 +50,6 @@ struct Stop {
     // unless a stop names another.
     std::function<QWidget*()> subject = {};
     std::function<QMessageBox*()> alert = {};
-    // A stop that pictures a passing state takes it before any event is handled.
-    bool settles = true;
 };
 
 // A picture with fewer than a handful of colours is a window that drew nothing.
@@ -193,6 +191,7 @@ int main(int argc, char* argv[]) {
     };
 
     std::unique_ptr<CapturePickerWindow> history;
+    std::optional<TourSteps::ScanHold> scanHold;
     QPointer<SettingsView> settings;
     // The captive-portal probe answers as an open internet would; the other verdicts send it to a closed
     // port.
@@ -362,12 +361,14 @@ int main(int argc, char* argv[]) {
         // delete.
         {u"history-loading"_s,
          [&] {
+             scanHold.emplace();
              history = std::make_unique<CapturePickerWindow>(state, captures);
              history->show();
          },
-         [&] { return history.get(); }, nullptr, false},
+         [&] { return history.get(); }},
         {u"history-empty"_s,
          [&] {
+             scanHold.reset();
              history = std::make_unique<CapturePickerWindow>(state, emptyFolder.path());
              history->show();
              waitForScan(*history);
@@ -422,8 +423,7 @@ int main(int argc, char* argv[]) {
         stop.prepare();
         for (const auto scheme : {Theme::Scheme::Light, Theme::Scheme::Dark}) {
             Theme::apply(app, scheme);
-            if (stop.settles)
-                settle();
+            settle();
             QWidget* subject = stop.subject ? stop.subject() : &window;
             QMessageBox* alert = stop.alert ? stop.alert() : window.quitAlert();
             const QImage image = picture(*subject, alert);

@@ -1,5 +1,6 @@
 #include "TourSteps.h"
 
+#include "capture/CaptureLibraryModel.h"
 #include "core/AppState.h"
 #include "support/AppStateTestAccess.h"
 #include "views/MainWindow.h"
@@ -12,6 +13,7 @@
 #include <QLineEdit>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QSemaphore>
 #include <QStackedWidget>
 
 #include <cmath>
@@ -78,6 +80,15 @@ void copyFolder(const QString& from, const QString& to) {
         QFile::remove(to + u'/' + name);
         QFile::copy(source.filePath(name), to + u'/' + name);
     }
+}
+
+ScanHold::ScanHold()
+    : m_release(std::make_shared<QSemaphore>()) {
+    CaptureLibraryModel::scanPool().start([release = m_release] { release->acquire(); });
+}
+
+ScanHold::~ScanHold() {
+    m_release->release();
 }
 
 } // namespace TourSteps

@@ -3,10 +3,12 @@
 #include <QByteArrayList>
 #include <QString>
 
+#include <memory>
 #include <optional>
 
 class AppState;
 class MainWindow;
+class QSemaphore;
 
 // What the tour does to the window by hand, as a user would with the keyboard, and the outside events it
 // stands in for.
@@ -27,5 +29,18 @@ void playUpload(AppState& state, const QByteArrayList& lines, std::optional<int>
 
 // Copies the files of one folder into another, which is made if missing.
 void copyFolder(const QString& from, const QString& to);
+
+// Keeps the thread of the history's scans busy while it lives, so that a history window opened meanwhile
+// stays in its loading state for as long as the tour looks at it.
+class ScanHold {
+public:
+    ScanHold();
+    ~ScanHold();
+    ScanHold(const ScanHold&) = delete;
+    ScanHold& operator=(const ScanHold&) = delete;
+
+private:
+    std::shared_ptr<QSemaphore> m_release;
+};
 
 } // namespace TourSteps

@@ -6,6 +6,7 @@
 #include "core/AppState.h"
 #include "screens/CapturePickerScreen.h"
 #include "services/FileLogger.h"
+#include "support/AlertInput.h"
 #include "support/TempHome.h"
 #include "support/TestPaths.h"
 #include "views/Theme.h"
@@ -22,7 +23,9 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
+#include <QPointer>
 #include <QPushButton>
+#include <QScreen>
 #include <QSignalSpy>
 #include <QTableView>
 #include <QTemporaryDir>
@@ -82,6 +85,22 @@ protected:
     }
     QPoint rowCentre(CapturePickerWindow& window, int row) const {
         return window.table()->visualRect(window.table()->model()->index(row, 1)).center();
+    }
+    // A right click on the row, as the desktop reports it, then "Delete" in its menu with the mouse.
+    QMessageBox* askToDelete(CapturePickerWindow& window, int row) const {
+        const QPoint at = rowCentre(window, row);
+        QContextMenuEvent click(QContextMenuEvent::Mouse, at, window.table()->viewport()->mapToGlobal(at));
+        QApplication::sendEvent(window.table()->viewport(), &click);
+        QMenu* menu = window.rowMenu();
+        if (!menu)
+            return nullptr;
+        const QList<QAction*> entries = menu->actions();
+        for (QAction* entry : entries) {
+            if (entry->text() == u"Delete"_s)
+                QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(entry).center());
+        }
+        QApplication::processEvents();
+        return window.deleteAlert();
     }
 };
 
@@ -448,6 +467,43 @@ TEST_F(CapturePickerWindowTest, CancelInTheDeleteAlertKeepsTheCapture) {
     EXPECT_TRUE(window.loadButton()->isEnabled());
 }
 
+TEST_F(CapturePickerWindowTest, ReturnInTheDeleteAlertDeletesNothingAndDeleteLooksDestructiveInBothSchemes) {
+    copyTestFolder(testDataPath(u"library/basic"_s), folder.path());
+    CapturePickerWindow window(state, folder.path());
+    showAndWait(window);
+    for (const auto scheme : {Theme::Scheme::Light, Theme::Scheme::Dark}) {
+        SCOPED_TRACE(Theme::name(scheme));
+        Theme::apply(*qApp, scheme);
+        QApplication::processEvents();
+        // Return as the alert comes up, and Return after tabbing onto "Delete".
+        for (const bool tabbed : {false, true}) {
+            QMessageBox* alert = askToDelete(window, 0);
+            ASSERT_NE(alert, nullptr);
+            const QString csv = *window.screen().library().selectedCsvPath();
+            pressReturnInDestructiveAlert(*alert, u"Delete"_s, tabbed);
+            EXPECT_EQ(window.deleteAlert(), nullptr);
+            EXPECT_FALSE(window.screen().showDeleteAlert());
+            EXPECT_TRUE(QFileInfo::exists(csv));
+            EXPECT_EQ(window.table()->model()->rowCount(), 3);
+        }
+    }
+}
+
+TEST_F(CapturePickerWindowTest, TheDeleteAlertIsWideEnoughForItsWholeTitle) {
+    copyTestFolder(testDataPath(u"library/basic"_s), folder.path());
+    CapturePickerWindow window(state, folder.path());
+    showAndWait(window);
+    QMessageBox* alert = askToDelete(window, 0);
+    ASSERT_NE(alert, nullptr);
+    // A title bar shows the program's name after the title, in bold, beside its buttons: a hundred
+    // pixels at the least.
+    QFont titleFont = QApplication::font("QMdiSubWindowTitleBar");
+    titleFont.setBold(true);
+    const QString shown = u"Delete Capture? \u2014 "_s + QGuiApplication::applicationDisplayName();
+    EXPECT_GE(alert->width(), QFontMetrics(titleFont).horizontalAdvance(shown) + 100);
+    pressInAlert(*alert, Qt::Key_Escape);
+}
+
 TEST_F(CapturePickerWindowTest, AfterADeleteTheSelectionIsEmptyAndLoadResultsIsDisabled) {
     copyTestFolder(testDataPath(u"library/basic"_s), folder.path());
     CapturePickerWindow window(state, folder.path());
@@ -494,24 +550,47 @@ TEST_F(CapturePickerWindowTest, ClosingTheWindowWhileItScansDropsTheResult) {
     EXPECT_EQ(state.screen(), firstScreen);
 }
 
-TEST_F(CapturePickerWindowTest, ShowForReusesTheOpenWindowAndMakesANewOneAfterItCloses) {
-    copyTestFolder(testDataPath(u"library/single"_s), folder.path());
+TEST_F(CapturePickerWindowTest, EachOpeningIsANewCentredWindowWithItsOwnStateThatGoesWhenClosed) {
+    copyTestFolder(testDataPath(u"library/basic"_s), folder.path());
     Settings().setString(QString::fromLatin1(Settings::captureDirectory), folder.path());
     QWidget owner;
     owner.show();
-    CapturePickerWindow* first = CapturePickerWindow::showFor(state, &owner);
-    ASSERT_NE(first, nullptr);
-    EXPECT_TRUE(first->isVisible());
-    EXPECT_TRUE(first->testAttribute(Qt::WA_DeleteOnClose));
-    EXPECT_EQ(CapturePickerWindow::showFor(state, &owner), first);
-    QPointer<CapturePickerWindow> closed = first;
-    first->onDismiss();
-    CapturePickerWindow* second = CapturePickerWindow::showFor(state, &owner);
-    EXPECT_NE(second, first);
-    EXPECT_TRUE(second->isVisible());
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    EXPECT_TRUE(closed.isNull());
-    second->onDismiss();
-    CaptureLibraryModel::scanPool().waitForDone();
+    QPointer<CapturePickerWindow> first = CapturePickerWindow::openFor(state, &owner);
+    QPointer<CapturePickerWindow> second = CapturePickerWindow::openFor(state, &owner);
+    ASSERT_TRUE(first && second);
+    EXPECT_NE(first, second);
+    const QRect screen = owner.screen()->availableGeometry();
+    for (CapturePickerWindow* window : {first.data(), second.data()}) {
+        EXPECT_TRUE(window->isVisible());
+        EXPECT_EQ(window->size(), QSize(800, 450));
+        // The platform may nudge a window by its frame's width to keep the frame on the screen.
+        EXPECT_NEAR(window->geometry().center().x(), screen.center().x(), 4);
+        EXPECT_NEAR(window->geometry().center().y(), screen.center().y(), 4);
+    }
+    for (CapturePickerWindow* window : {first.data(), second.data()}) {
+        QSignalSpy changed(&window->screen(), &CapturePickerScreen::stateChanged);
+        while (window->screen().library().isLoading())
+            ASSERT_TRUE(changed.wait(60'000));
+    }
     QApplication::processEvents();
+
+    // A filter typed into one window and a row chosen in the other stay where they were made.
+    QTest::keyClicks(first->filterField(), u"Hotel"_s);
+    QTest::mouseClick(second->table()->viewport(), Qt::LeftButton, {}, rowCentre(*second, 0));
+    EXPECT_EQ(first->table()->model()->rowCount(), 1);
+    EXPECT_FALSE(first->screen().library().selected());
+    EXPECT_EQ(second->filterField()->text(), QString());
+    EXPECT_EQ(second->table()->model()->rowCount(), 3);
+    EXPECT_TRUE(second->screen().library().selected());
+
+    // A closed window is deleted, and leaves the other one as it was.
+    QTest::keyClick(first, Qt::Key_Escape);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(first.isNull());
+    ASSERT_FALSE(second.isNull());
+    EXPECT_TRUE(second->isVisible());
+    QTest::mouseClick(second->cancelButton(), Qt::LeftButton);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(second.isNull());
+    EXPECT_TRUE(owner.findChildren<CapturePickerWindow*>().isEmpty());
 }

@@ -1,15 +1,18 @@
 #include "views/MainWindow.h"
 
 #include "base/VirtualClock.h"
+#include "capture/CaptureLibraryModel.h"
 #include "core/AppState.h"
 #include "core/NorvaneApp.h"
 #include "services/ConnectivityDiagnostics.h"
 #include "services/FileLogger.h"
+#include "support/AlertInput.h"
 #include "support/AppStateTestAccess.h"
 #include "support/TempHome.h"
 #include "views/CapturePickerWindow.h"
 #include "views/DiagnosticsView.h"
 #include "views/SettingsView.h"
+#include "views/Theme.h"
 
 #include <gtest/gtest.h>
 
@@ -17,10 +20,14 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QLabel>
+#include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPointer>
 #include <QPushButton>
+#include <QScreen>
 #include <QTemporaryDir>
+#include <QTest>
 
 using namespace Qt::StringLiterals;
 
@@ -29,6 +36,7 @@ namespace {
 class MainWindowTest : public ::testing::Test {
 protected:
     void SetUp() override { home.installFakeUv(); }
+    void TearDown() override { Theme::apply(*qApp, Theme::Scheme::Light); }
 
     QAction* action(MainWindow& window, const QString& text) {
         const QList<QAction*> actions = window.menuBar()->findChildren<QAction*>();
@@ -37,6 +45,34 @@ protected:
                 return candidate;
         }
         return nullptr;
+    }
+
+    static QPushButton* shownButton(MainWindow& window, const QString& text) {
+        const QList<QPushButton*> buttons = window.findChildren<QPushButton*>();
+        for (QPushButton* button : buttons) {
+            if (button->text() == text && button->isVisible())
+                return button;
+        }
+        return nullptr;
+    }
+
+    // Opens the menu that holds the entry from the menu bar, and chooses the entry, with the mouse.
+    void chooseFromMenu(MainWindow& window, const QString& entry) {
+        QAction* chosen = action(window, entry);
+        ASSERT_NE(chosen, nullptr);
+        QMenuBar* bar = window.menuBar();
+        const QList<QAction*> menus = bar->actions();
+        for (QAction* top : menus) {
+            QMenu* menu = top->menu();
+            if (!menu || !menu->actions().contains(chosen))
+                continue;
+            QTest::mouseClick(bar, Qt::LeftButton, {}, bar->actionGeometry(top).center());
+            ASSERT_TRUE(menu->isVisible());
+            QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(chosen).center());
+            QApplication::processEvents();
+            return;
+        }
+        FAIL() << "no menu holds " << qPrintable(entry);
     }
 
     TempHome home;
@@ -194,41 +230,73 @@ TEST_F(MainWindowTest, UpdateGateCoversTheScreensWhileTheyGoOnBehindIt) {
     EXPECT_EQ(window.currentScreenName(), u"running"_s);
 }
 
-} // namespace
-
-TEST_F(MainWindowTest, TestHistoryOpensOneWindowFromTheMenuAndRaisesItAgain) {
+TEST_F(MainWindowTest, EveryPressForTheHistoryOpensAnotherCentredWindowThatGoesWhenClosed) {
     NorvaneApp app(log);
     MainWindow window(app);
     window.show();
-    QAction* history = action(window, u"Test History"_s);
-    ASSERT_NE(history, nullptr);
-    history->trigger();
     QApplication::processEvents();
-    const QList<CapturePickerWindow*> open = window.findChildren<CapturePickerWindow*>();
-    ASSERT_EQ(open.size(), 1);
-    EXPECT_TRUE(open.first()->isVisible());
-    EXPECT_EQ(open.first()->windowTitle(), u"Test History"_s);
-    emit window.captureHistoryRequested();
-    QApplication::processEvents();
-    EXPECT_EQ(window.findChildren<CapturePickerWindow*>().size(), 1)
-        << "the open window is raised, not doubled";
-    EXPECT_EQ(window.openCaptureHistory(), open.first());
-}
-
-TEST_F(MainWindowTest, TheResultsScreensHistoryButtonOpensTestHistory) {
-    NorvaneApp app(log);
-    MainWindow window(app);
-    window.show();
+    QPushButton* footer = shownButton(window, u"Test History"_s);
+    ASSERT_NE(footer, nullptr);
+    QTest::mouseClick(footer, Qt::LeftButton);
+    QTest::mouseClick(footer, Qt::LeftButton);
+    chooseFromMenu(window, u"Test History"_s);
     AppStateTestAccess::setScreen(app.appState(), AppState::Screen::results);
     QApplication::processEvents();
-    QPushButton* historyButton = nullptr;
-    for (QPushButton* button : window.findChildren<QPushButton*>()) {
-        if (button->text() == u"History"_s && button->isVisible())
-            historyButton = button;
-    }
-    ASSERT_NE(historyButton, nullptr);
-    historyButton->click();
+    QPushButton* header = shownButton(window, u"History"_s);
+    ASSERT_NE(header, nullptr);
+    QTest::mouseClick(header, Qt::LeftButton);
     QApplication::processEvents();
-    ASSERT_EQ(window.findChildren<CapturePickerWindow*>().size(), 1);
-    EXPECT_TRUE(window.findChildren<CapturePickerWindow*>().first()->isVisible());
+
+    const QList<CapturePickerWindow*> open = window.findChildren<CapturePickerWindow*>();
+    ASSERT_EQ(open.size(), 4);
+    const QRect screen = window.screen()->availableGeometry();
+    QList<QPointer<CapturePickerWindow>> alive;
+    for (CapturePickerWindow* history : open) {
+        EXPECT_TRUE(history->isWindow());
+        EXPECT_TRUE(history->isVisible());
+        EXPECT_EQ(history->windowTitle(), u"Test History"_s);
+        EXPECT_EQ(history->size(), QSize(800, 450));
+        // The platform may nudge a window by its frame's width to keep the frame on the screen.
+        EXPECT_NEAR(history->geometry().center().x(), screen.center().x(), 4);
+        EXPECT_NEAR(history->geometry().center().y(), screen.center().y(), 4);
+        alive.append(history);
+    }
+    // Each window closes on its own, and none lingers once closed.
+    QTest::keyClick(alive.first(), Qt::Key_Escape);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(alive.first().isNull());
+    for (qsizetype i = 1; i < alive.size(); ++i) {
+        ASSERT_FALSE(alive[i].isNull());
+        EXPECT_TRUE(alive[i]->isVisible());
+        alive[i]->close();
+    }
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(window.findChildren<CapturePickerWindow*>().isEmpty());
+    CaptureLibraryModel::scanPool().waitForDone();
+    QApplication::processEvents();
 }
+
+TEST_F(MainWindowTest, ReturnInTheQuitAlertNeverQuitsAndItsQuitButtonLooksDestructiveInBothSchemes) {
+    NorvaneApp app(log);
+    MainWindow window(app);
+    window.show();
+    app.appState().startReplay(CaptureConfig{});
+    for (const auto scheme : {Theme::Scheme::Light, Theme::Scheme::Dark}) {
+        SCOPED_TRACE(Theme::name(scheme));
+        Theme::apply(*qApp, scheme);
+        QApplication::processEvents();
+        // Return as the alert comes up, and Return after tabbing onto "Stop and Quit".
+        for (const bool tabbed : {false, true}) {
+            chooseFromMenu(window, u"Quit Norvane"_s);
+            QMessageBox* alert = window.quitAlert();
+            ASSERT_NE(alert, nullptr);
+            pressReturnInDestructiveAlert(*alert, u"Stop and Quit"_s, tabbed);
+            EXPECT_EQ(window.quitAlert(), nullptr);
+            EXPECT_FALSE(app.showQuitConfirmation());
+            EXPECT_FALSE(app.isQuitting());
+            EXPECT_EQ(window.currentScreenName(), u"running"_s);
+        }
+    }
+}
+
+} // namespace

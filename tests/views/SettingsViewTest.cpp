@@ -16,6 +16,9 @@
 #include <QGroupBox>
 #include <QLabel>
 #include <QPushButton>
+#include <QStyle>
+#include <QStyleOption>
+#include <QTest>
 
 using namespace Qt::StringLiterals;
 
@@ -154,6 +157,32 @@ TEST_F(SettingsViewTest, TurningAutoUploadOffHidesThePrivacyChoiceAndKeepsIt) {
     QApplication::processEvents();
     EXPECT_TRUE(picker->isVisible());
     EXPECT_EQ(picker->currentText(), u"Hash"_s);
+}
+
+TEST_F(SettingsViewTest, EscapeClosesTheWindowWithEveryChangeAlreadyStored) {
+    auto view = makeView();
+    auto* autoUpload = view->findChild<QCheckBox*>();
+    QStyleOptionButton option;
+    option.initFrom(autoUpload);
+    const QPoint box =
+        autoUpload->style()->subElementRect(QStyle::SE_CheckBoxIndicator, &option, autoUpload).center();
+    QTest::mouseClick(autoUpload, Qt::LeftButton, {}, box);
+    ASSERT_EQ(view->focusWidget(), autoUpload);
+    QTest::keyClick(view->focusWidget(), Qt::Key_Escape);
+    EXPECT_FALSE(view->isVisible());
+    EXPECT_EQ(Settings().boolValue(QString::fromLatin1(Settings::autoUpload)), false);
+
+    // From the privacy picker too, while its list is shut.
+    view->show();
+    QApplication::processEvents();
+    QTest::mouseClick(autoUpload, Qt::LeftButton, {}, box);
+    QApplication::processEvents();
+    auto* picker = view->findChild<QComboBox*>();
+    ASSERT_TRUE(picker->isVisible());
+    picker->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(picker, Qt::Key_Escape);
+    EXPECT_FALSE(view->isVisible());
+    EXPECT_EQ(Settings().boolValue(QString::fromLatin1(Settings::autoUpload)), true);
 }
 
 TEST_F(SettingsViewTest, AnUnknownStoredPrivacyShowsAsIncludeUntilPicked) {

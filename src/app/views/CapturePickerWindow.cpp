@@ -1,5 +1,6 @@
 #include "CapturePickerWindow.h"
 
+#include "DestructiveAlert.h"
 #include "Icons.h"
 #include "ScaledFont.h"
 #include "Spinner.h"
@@ -8,6 +9,7 @@
 #include "screens/CapturePickerScreen.h"
 #include "subprocess/CaptureFolder.h"
 
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QKeyEvent>
@@ -17,8 +19,10 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScopedValueRollback>
+#include <QScreen>
 #include <QShowEvent>
 #include <QStackedWidget>
+#include <QStyle>
 #include <QStyledItemDelegate>
 #include <QTableView>
 #include <QVBoxLayout>
@@ -112,19 +116,13 @@ CapturePickerWindow::CapturePickerWindow(AppState& state, const QString& folder,
     updateFooter();
 }
 
-CapturePickerWindow* CapturePickerWindow::showFor(AppState& state, QWidget* owner) {
-    CapturePickerWindow* window = nullptr;
-    if (owner) {
-        // A closed window waits hidden for its deletion; only a visible one is reused.
-        const auto open = owner->findChildren<CapturePickerWindow*>(QString(), Qt::FindDirectChildrenOnly);
-        const auto shown =
-            std::find_if(open.begin(), open.end(), [](auto* each) { return each->isVisible(); });
-        if (shown != open.end())
-            window = *shown;
-    }
-    if (!window) {
-        window = new CapturePickerWindow(state, owner);
-        window->setAttribute(Qt::WA_DeleteOnClose);
+CapturePickerWindow* CapturePickerWindow::openFor(AppState& state, QWidget* owner) {
+    auto* window = new CapturePickerWindow(state, owner);
+    window->setAttribute(Qt::WA_DeleteOnClose);
+    QScreen* screen = owner ? owner->screen() : QGuiApplication::primaryScreen();
+    if (screen) {
+        window->setGeometry(QStyle::alignedRect(Qt::LeftToRight, Qt::AlignCenter, window->size(),
+                                                screen->availableGeometry()));
     }
     window->show();
     window->raise();
@@ -347,24 +345,14 @@ void CapturePickerWindow::updateDeleteAlert() {
     }
     if (m_deleteAlert)
         return;
-    // The title doubles as the heading: many desktops show a dialog's window title small or not at all.
-    const QString title = CapturePickerScreen::deleteAlertTitle;
-    auto* box = new QMessageBox(QMessageBox::Warning, title, title, QMessageBox::NoButton, this);
-    box->setTextFormat(Qt::RichText);
-    box->setText(u"<b>"_s + title.toHtmlEscaped() + u"</b>"_s);
-    box->setInformativeText(CapturePickerScreen::deleteAlertMessage);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setWindowModality(Qt::WindowModal);
-    QPushButton* remove =
-        box->addButton(CapturePickerScreen::deleteAlertConfirm, QMessageBox::DestructiveRole);
-    QPushButton* cancel = box->addButton(CapturePickerScreen::deleteAlertCancel, QMessageBox::RejectRole);
-    box->setDefaultButton(cancel);
-    box->setEscapeButton(cancel);
-    connect(box, &QMessageBox::finished, this, [this, box, remove] {
+    QMessageBox* box = DestructiveAlert::make(
+        this, CapturePickerScreen::deleteAlertTitle, CapturePickerScreen::deleteAlertMessage,
+        CapturePickerScreen::deleteAlertConfirm, CapturePickerScreen::deleteAlertCancel);
+    connect(box, &QMessageBox::finished, this, [this, box] {
         // Closed by the program: the question has already been answered.
         if (!m_screen->showDeleteAlert())
             return;
-        if (box->clickedButton() == remove)
+        if (DestructiveAlert::wasConfirmed(*box))
             m_screen->confirmDelete();
         else
             m_screen->cancelDelete();

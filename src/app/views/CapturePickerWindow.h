@@ -27,8 +27,9 @@ public:
     explicit CapturePickerWindow(AppState& state, QWidget* parent = nullptr);
     CapturePickerWindow(AppState& state, const QString& folder, QWidget* parent = nullptr);
 
-    // The owner's history window, shown and raised, or a new one that goes away when it is closed.
-    static CapturePickerWindow* showFor(AppState& state, QWidget* owner);
+    // A new history window of the owner's, centred on the owner's screen and deleted when it is closed.
+    // Each one keeps its own filter, order and selection.
+    static CapturePickerWindow* openFor(AppState& state, QWidget* owner);
 
     CapturePickerScreen& screen() const { return *m_screen; }
     // Closes the window.

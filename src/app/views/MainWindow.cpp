@@ -2,6 +2,7 @@
 
 #include "CapturePickerWindow.h"
 #include "CelebrationView.h"
+#include "DestructiveAlert.h"
 #include "DiagnosticsView.h"
 #include "FinishingView.h"
 #include "ResultsView.h"
@@ -19,7 +20,6 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QStackedWidget>
 #include <QUrl>
 #include <QVBoxLayout>
@@ -162,7 +162,7 @@ bool MainWindow::isUpdateGateShown() const {
 }
 
 CapturePickerWindow* MainWindow::openCaptureHistory() {
-    return CapturePickerWindow::showFor(m_app.appState(), this);
+    return CapturePickerWindow::openFor(m_app.appState(), this);
 }
 
 SettingsView* MainWindow::openSettings() {
@@ -195,22 +195,13 @@ void MainWindow::updateQuitAlert() {
     if (m_quitAlert)
         return;
     const QuitAlert alert = m_app.quitAlert();
-    // The title doubles as the heading: many desktops show a dialog's window title small or not at all.
-    auto* box = new QMessageBox(QMessageBox::Warning, alert.title, alert.title, QMessageBox::NoButton, this);
-    box->setTextFormat(Qt::RichText);
-    box->setText(u"<b>"_s + alert.title.toHtmlEscaped() + u"</b>"_s);
-    box->setInformativeText(alert.message);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setWindowModality(Qt::WindowModal);
-    QPushButton* quit = box->addButton(alert.destructiveButton, QMessageBox::DestructiveRole);
-    QPushButton* cancel = box->addButton(alert.cancelButton, QMessageBox::RejectRole);
-    box->setDefaultButton(cancel);
-    box->setEscapeButton(cancel);
-    connect(box, &QMessageBox::finished, this, [this, box, quit] {
+    QMessageBox* box =
+        DestructiveAlert::make(this, alert.title, alert.message, alert.destructiveButton, alert.cancelButton);
+    connect(box, &QMessageBox::finished, this, [this, box] {
         // The box may have been closed by the program when the question went away by itself.
         if (!m_app.showQuitConfirmation())
             return;
-        if (box->clickedButton() == quit)
+        if (DestructiveAlert::wasConfirmed(*box))
             m_app.confirmQuit();
         else
             m_app.cancelQuit();

@@ -26,7 +26,7 @@ public:
 
     // The name of what the window shows now ("setup", "running", …), for the tour's file names.
     QString currentScreenName() const;
-    // The window "Test History": the one already open, raised, or a new one.
+    // A new window "Test History", beside any already open.
     CapturePickerWindow* openCaptureHistory();
     // The settings window, shown and raised.
     SettingsView* openSettings();
@@ -40,7 +40,7 @@ public:
     bool isUpdateGateShown() const;
 
 signals:
-    // "Test History" on the setup screen, "History" on the results screen or the menu: the window
+    // "Test History" on the setup screen, "History" on the results screen or the menu: a new window
     // "Test History" opens.
     void captureHistoryRequested();
     // "Settings..." in the menu: the settings window opens.

@@ -10,6 +10,7 @@
 #include <QFileDialog>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPainter>
 #include <QPushButton>
@@ -112,6 +113,14 @@ SettingsView::~SettingsView() = default;
 void SettingsView::showEvent(QShowEvent* event) {
     refresh();
     QWidget::showEvent(event);
+}
+
+void SettingsView::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape) {
+        close();
+        return;
+    }
+    QWidget::keyPressEvent(event);
 }
 
 QString SettingsView::directoryText() const {

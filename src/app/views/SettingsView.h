@@ -38,6 +38,8 @@ public:
 protected:
     // The settings may have changed elsewhere since the window was last up.
     void showEvent(QShowEvent* event) override;
+    // Escape closes the window: every change is already stored, so there is nothing to confirm.
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     QWidget* buildDirectorySection();
