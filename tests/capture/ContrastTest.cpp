@@ -4,10 +4,28 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace {
 
 constexpr RgbColor white{255, 255, 255};
 constexpr RgbColor black{0, 0, 0};
+
+// The colour that `atLeast` gives reaches the minimum without overshooting it, and lies on the way
+// from `colour` to `end`: every channel moves towards it or stays.
+void expectLeastChangeTowards(RgbColor colour, RgbColor background, double minimum, RgbColor end) {
+    ASSERT_LT(Contrast::ratio(colour, background), minimum);
+    const RgbColor changed = Contrast::atLeast(colour, background, minimum);
+    SCOPED_TRACE(changed.hexName().toStdString());
+    EXPECT_GE(Contrast::ratio(changed, background), minimum);
+    EXPECT_LT(Contrast::ratio(changed, background), minimum + 0.1);
+    const auto between = [](int from, int value, int to) {
+        return std::min(from, to) <= value && value <= std::max(from, to);
+    };
+    EXPECT_TRUE(between(colour.red, changed.red, end.red));
+    EXPECT_TRUE(between(colour.green, changed.green, end.green));
+    EXPECT_TRUE(between(colour.blue, changed.blue, end.blue));
+}
 
 } // namespace
 
@@ -44,28 +62,13 @@ TEST(Contrast, AColourThatReadsIsKept) {
 }
 
 TEST(Contrast, ADarkBackgroundGetsTheLeastTintThatReads) {
-    const RgbColor card{0x2a, 0x2b, 0x2e};
     const RgbColor blue{50, 136, 189};
-    ASSERT_LT(Contrast::ratio(blue, card), Contrast::textMinimum);
-    const RgbColor tint = Contrast::atLeast(blue, card, Contrast::textMinimum);
-    EXPECT_GE(Contrast::ratio(tint, card), Contrast::textMinimum);
-    EXPECT_LT(Contrast::ratio(tint, card), Contrast::textMinimum + 0.1);
-    // Towards white: no channel goes down, and blue stays the strongest.
-    EXPECT_GE(tint.red, blue.red);
-    EXPECT_GE(tint.green, blue.green);
-    EXPECT_GE(tint.blue, blue.blue);
-    EXPECT_GT(tint.blue, tint.red);
+    expectLeastChangeTowards(blue, {0x2a, 0x2b, 0x2e}, Contrast::textMinimum, white);
 }
 
 TEST(Contrast, ALightBackgroundGetsTheLeastShadeThatReads) {
     const RgbColor yellow{212, 168, 0};
-    ASSERT_LT(Contrast::ratio(yellow, white), Contrast::markMinimum);
-    const RgbColor shade = Contrast::atLeast(yellow, white, Contrast::markMinimum);
-    EXPECT_GE(Contrast::ratio(shade, white), Contrast::markMinimum);
-    EXPECT_LT(Contrast::ratio(shade, white), Contrast::markMinimum + 0.1);
-    EXPECT_LE(shade.red, yellow.red);
-    EXPECT_LE(shade.green, yellow.green);
-    EXPECT_GT(shade.red, shade.blue);
+    expectLeastChangeTowards(yellow, white, Contrast::markMinimum, black);
 }
 
 TEST(Contrast, AColourDarkerThanADarkBackgroundCrossesItToReach) {
