@@ -14,7 +14,9 @@
 #include <QCheckBox>
 #include <QImage>
 #include <QLineEdit>
+#include <QProxyStyle>
 #include <QStyle>
+#include <QStyleFactory>
 #include <QStyleOptionButton>
 #include <QTest>
 #include <QVBoxLayout>
@@ -53,6 +55,24 @@ double strongestInk(const QImage& image, const QRect& area, const QColor& backgr
             strongest = std::max(strongest, ratio(image.pixelColor(x, y), background));
     }
     return strongest;
+}
+
+// A check box as drawn, with where its box is and the background it stands on: the far end of the row,
+// past the label.
+struct CheckBoxPicture {
+    QImage image;
+    QRect indicator;
+    QColor behind;
+};
+
+CheckBoxPicture picture(QCheckBox& box) {
+    QStyleOptionButton option;
+    option.initFrom(&box);
+    CheckBoxPicture shown;
+    shown.indicator = box.style()->subElementRect(QStyle::SE_CheckBoxIndicator, &option, &box);
+    shown.image = box.grab().toImage();
+    shown.behind = shown.image.pixelColor(shown.image.width() - 1, shown.indicator.center().y());
+    return shown;
 }
 
 class SchemeContrastTest : public ::testing::TestWithParam<Scheme> {
@@ -112,27 +132,24 @@ TEST_P(SchemeContrastTest, TheSettingsCheckBoxShowsItsEdgeAndItsStateOnTheWindow
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&view));
     auto* box = view.findChild<QCheckBox*>();
     ASSERT_NE(box, nullptr);
-    QStyleOptionButton option;
-    option.initFrom(box);
-    const QRect indicator = box->style()->subElementRect(QStyle::SE_CheckBoxIndicator, &option, box);
+    const QRect indicator = picture(*box).indicator;
     ASSERT_GE(indicator.width(), 8);
 
     if (box->isChecked())
         QTest::mouseClick(box, Qt::LeftButton, {}, indicator.center());
     ASSERT_FALSE(box->isChecked());
-    QImage image = box->grab().toImage();
-    // The far end of the row, past the label, is the background the box stands on.
-    const QColor behind = image.pixelColor(image.width() - 1, indicator.center().y());
-    EXPECT_GE(strongestInk(image, indicator, behind), Contrast::markMinimum) << "the unchecked box's edge";
+    const CheckBoxPicture unchecked = picture(*box);
+    EXPECT_GE(strongestInk(unchecked.image, indicator, unchecked.behind), Contrast::markMinimum)
+        << "the unchecked box's edge";
 
     QTest::mouseClick(box, Qt::LeftButton, {}, indicator.center());
     ASSERT_TRUE(box->isChecked());
-    image = box->grab().toImage();
+    const CheckBoxPicture checked = picture(*box);
     // Away from the tick, a checked box is filled, not bare.
-    const QColor fill = image.pixelColor(indicator.left() + indicator.width() * 3 / 4,
-                                         indicator.top() + indicator.height() * 4 / 5);
-    EXPECT_GE(ratio(fill, behind), Contrast::markMinimum) << "the checked box's fill";
-    EXPECT_GE(strongestInk(image, indicator.adjusted(2, 2, -2, -2), fill), Contrast::markMinimum)
+    const QColor fill = checked.image.pixelColor(indicator.left() + indicator.width() * 3 / 4,
+                                                 indicator.top() + indicator.height() * 4 / 5);
+    EXPECT_GE(ratio(fill, checked.behind), Contrast::markMinimum) << "the checked box's fill";
+    EXPECT_GE(strongestInk(checked.image, indicator.adjusted(2, 2, -2, -2), fill), Contrast::markMinimum)
         << "the tick on the fill";
 }
 
@@ -209,6 +226,28 @@ TEST_P(SchemeContrastTest, TheDiagnosisMarksAndIconsStandOut) {
     EXPECT_LT(ratio(DiagnosticsView::markColour(waiting, palette), window),
               ratio(palette.color(QPalette::PlaceholderText), window))
         << "a ring still waiting stays dimmer than the secondary text";
+}
+
+class DesktopSchemeContrastTest : public ::testing::Test {
+protected:
+    void TearDown() override { Theme::apply(*qApp, Scheme::Light); }
+};
+
+// The program itself keeps the desktop's style and palette, and only the edges are drawn its own way.
+TEST_F(DesktopSchemeContrastTest, TheDesktopStyleStaysAndACheckBoxEdgeShows) {
+    // A desktop with plain Fusion and its standard palette, whose check box edge is faint on the window.
+    QApplication::setStyle(QStyleFactory::create(u"Fusion"_s));
+    QApplication::setPalette(QApplication::style()->standardPalette());
+    Theme::follow(*qApp);
+    const auto* style = qobject_cast<const QProxyStyle*>(QApplication::style());
+    ASSERT_NE(style, nullptr);
+    EXPECT_EQ(style->baseStyle()->name(), u"fusion"_s);
+
+    QCheckBox box(u"Auto-upload captures"_s);
+    box.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&box));
+    const CheckBoxPicture shown = picture(box);
+    EXPECT_GE(strongestInk(shown.image, shown.indicator, shown.behind), Contrast::markMinimum);
 }
 
 INSTANTIATE_TEST_SUITE_P(BothSchemes, SchemeContrastTest, ::testing::Values(Scheme::Light, Scheme::Dark),
