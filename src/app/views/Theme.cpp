@@ -160,14 +160,16 @@ QColor seenOver(const QColor& colour, const QColor& background) {
     return toColor(Contrast::over(toRgb(colour), colour.alphaF(), toRgb(background)));
 }
 
+static QColor legible(const QColor& colour, const QColor& background, double minimum) {
+    return toColor(Contrast::atLeast(toRgb(seenOver(colour, background)), toRgb(background), minimum));
+}
+
 QColor legibleText(const QColor& colour, const QColor& background) {
-    return toColor(
-        Contrast::atLeast(toRgb(seenOver(colour, background)), toRgb(background), Contrast::textMinimum));
+    return legible(colour, background, Contrast::textMinimum);
 }
 
 QColor legibleMark(const QColor& colour, const QColor& background) {
-    return toColor(
-        Contrast::atLeast(toRgb(seenOver(colour, background)), toRgb(background), Contrast::markMinimum));
+    return legible(colour, background, Contrast::markMinimum);
 }
 
 QColor controlEdge(const QPalette& palette) {
