@@ -2,6 +2,7 @@
 #include "core/NorvaneApp.h"
 #include "services/FileLogger.h"
 #include "views/MainWindow.h"
+#include "views/Theme.h"
 
 #include <QApplication>
 
@@ -11,6 +12,7 @@ int main(int argc, char* argv[]) {
     QApplication::setOrganizationName(QStringLiteral("Norvane"));
     QApplication::setApplicationName(QStringLiteral("Norvane"));
     QApplication::setApplicationDisplayName(QStringLiteral("Norvane"));
+    Theme::follow(app);
 
     NorvaneApp norvane(FileLogger::shared());
     norvane.writeLaunchLines();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "capture/QualityRating.h"
+#include "capture/RgbColor.h"
 
 #include <QString>
 
@@ -10,6 +11,10 @@
 
 inline void PrintTo(const QualityRating& rating, std::ostream* os) {
     *os << rating.rawValue().toStdString();
+}
+
+inline void PrintTo(const RgbColor& colour, std::ostream* os) {
+    *os << colour.hexName().toStdString();
 }
 
 inline void PrintTo(const QString& text, std::ostream* os) {

@@ -34,8 +34,8 @@ using Mark = DiagnosticsScreen::Mark;
 
 namespace {
 
-// The named colours of the screen, in a shade that reads on the scheme's background.
-QColor toneColour(Tone tone, bool dark) {
+// The named colours of the screen, in a shade picked for the scheme.
+QColor toneShade(Tone tone, bool dark) {
     switch (tone) {
     case Tone::yellow:
         return dark ? QColor(0xff, 0xd6, 0x0a) : QColor(0xc2, 0x92, 0x00);
@@ -45,19 +45,6 @@ QColor toneColour(Tone tone, bool dark) {
         break;
     }
     return dark ? QColor(0xff, 0x6b, 0x6b) : QColor(0xc6, 0x28, 0x28);
-}
-
-QColor markColour(MarkTone tone, const QPalette& palette) {
-    const bool dark = Theme::isDark(palette);
-    switch (tone) {
-    case MarkTone::green:
-        return dark ? QColor(0x4c, 0xd9, 0x64) : QColor(0x1e, 0x8e, 0x3e);
-    case MarkTone::orange:
-        return toneColour(Tone::orange, dark);
-    case MarkTone::secondary:
-        break;
-    }
-    return palette.color(QPalette::PlaceholderText);
 }
 
 // An icon of the given height, in one colour: the symbol's shape filled with `colour`.
@@ -116,23 +103,20 @@ public:
         : QWidget(parent) {}
 
     void setRow(const DiagnosticsScreen::CheckRow& row) {
-        m_mark = row.mark;
-        m_tone = row.markTone();
-        m_opacity = row.markOpacity();
+        m_row = row;
         setAccessibleName(row.markIcon());
         update();
     }
-    Mark mark() const { return m_mark; }
+    Mark mark() const { return m_row.mark; }
 
 protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        painter.setOpacity(m_opacity);
         const qreal side = std::min(width(), height()) - 1.0;
         const QRectF circle((width() - side) / 2, (height() - side) / 2, side, side);
-        const QColor colour = markColour(m_tone, palette());
-        if (m_mark == Mark::waiting) {
+        const QColor colour = DiagnosticsView::markColour(m_row, palette());
+        if (m_row.mark == Mark::waiting) {
             painter.setPen(QPen(colour, std::max(1.2, side / 11)));
             painter.drawEllipse(circle.adjusted(1, 1, -1, -1));
             return;
@@ -140,12 +124,15 @@ protected:
         painter.setPen(Qt::NoPen);
         painter.setBrush(colour);
         painter.drawEllipse(circle);
-        QPen stroke(Qt::white, std::max(1.5, side / 8), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+        // The tick or cross is cut out of the disc: the window shows through, as far from the disc as
+        // the disc is from the window.
+        QPen stroke(palette().color(QPalette::Window), std::max(1.5, side / 8), Qt::SolidLine, Qt::RoundCap,
+                    Qt::RoundJoin);
         painter.setPen(stroke);
         painter.setBrush(Qt::NoBrush);
         const QPointF c = circle.center();
         const qreal r = side / 2;
-        if (m_mark == Mark::passed) {
+        if (m_row.mark == Mark::passed) {
             QPainterPath tick;
             tick.moveTo(c + QPointF(-0.45 * r, 0.02 * r));
             tick.lineTo(c + QPointF(-0.12 * r, 0.35 * r));
@@ -159,9 +146,7 @@ protected:
     }
 
 private:
-    Mark m_mark = Mark::waiting;
-    MarkTone m_tone = MarkTone::secondary;
-    double m_opacity = DiagnosticsScreen::waitingMarkOpacity;
+    DiagnosticsScreen::CheckRow m_row;
 };
 
 // The tool's failure text: monospaced, selectable, wrapped anywhere, since a traceback has long words,
@@ -270,6 +255,29 @@ private:
 } // namespace DiagnosticsViewParts
 
 using DiagnosticsViewParts::CheckRowView;
+
+QColor DiagnosticsView::verdictColour(Tone tone, const QPalette& palette) {
+    const QColor window = palette.color(QPalette::Window);
+    return Theme::legibleMark(toneShade(tone, Theme::isDark(palette)), window);
+}
+
+QColor DiagnosticsView::markColour(const DiagnosticsScreen::CheckRow& row, const QPalette& palette) {
+    const QColor window = palette.color(QPalette::Window);
+    QColor colour = palette.color(QPalette::PlaceholderText);
+    switch (row.markTone()) {
+    case MarkTone::green:
+        colour = Theme::isDark(palette) ? QColor(0x4c, 0xd9, 0x64) : QColor(0x1e, 0x8e, 0x3e);
+        break;
+    case MarkTone::orange:
+        colour = toneShade(Tone::orange, Theme::isDark(palette));
+        break;
+    case MarkTone::secondary:
+        break;
+    }
+    // A ring still waiting is dimmed, but never so far that it drops out of sight.
+    colour.setAlphaF(colour.alphaF() * float(row.markOpacity()));
+    return Theme::legibleMark(colour, window);
+}
 
 DiagnosticsView::DiagnosticsView(AppState& state, QWidget* parent)
     : QWidget(parent)
@@ -431,7 +439,7 @@ void DiagnosticsView::refreshCompleted() {
         return;
     const int side = fontMetrics().height() * 3;
     m_verdictIcon->setPixmap(
-        tintedIcon(text->icon, side, devicePixelRatioF(), toneColour(text->tone, Theme::isDark(palette()))));
+        tintedIcon(text->icon, side, devicePixelRatioF(), verdictColour(text->tone, palette())));
     m_verdictIcon->setFixedSize(side, side);
     m_verdictIcon->setAccessibleName(text->icon);
     m_headline->setText(text->headline);

@@ -1,11 +1,14 @@
 #pragma once
 
+#include "screens/DiagnosticsScreen.h"
+#include "screens/DiagnosticsVerdictText.h"
+
+#include <QColor>
 #include <QList>
 #include <QStringList>
 #include <QWidget>
 
 class AppState;
-class DiagnosticsScreen;
 class QBoxLayout;
 class QLabel;
 class QPushButton;
@@ -23,6 +26,11 @@ class ErrorText;
 class DiagnosticsView : public QWidget {
     Q_OBJECT
 public:
+    // The colours it draws in, made to read on the window in either scheme: the verdict's icon, and
+    // the mark in front of a check.
+    static QColor verdictColour(DiagnosticsVerdictText::Tone tone, const QPalette& palette);
+    static QColor markColour(const DiagnosticsScreen::CheckRow& row, const QPalette& palette);
+
     explicit DiagnosticsView(AppState& state, QWidget* parent = nullptr);
 
     DiagnosticsScreen& screen() const { return *m_screen; }

@@ -1,5 +1,7 @@
 #include "StatCardView.h"
 
+#include "Theme.h"
+
 #include <QEvent>
 #include <QFontMetrics>
 #include <QPaintEvent>
@@ -40,6 +42,23 @@ QColor mix(const QColor& a, const QColor& b, double amount) {
 }
 
 } // namespace
+
+QColor StatCardView::tileColor(const QPalette& palette) {
+    return mix(palette.color(QPalette::Window), palette.color(QPalette::WindowText), 0.05);
+}
+
+QColor StatCardView::valueColor(const StatCard& card, const QPalette& palette) {
+    const std::optional<CardColor> chosen = card.effectiveValueColor();
+    if (!chosen)
+        return palette.color(QPalette::WindowText);
+    if (chosen->kind == CardColor::Kind::secondaryText)
+        return palette.color(QPalette::PlaceholderText);
+    return Theme::legibleText(Theme::toColor(chosen->rgb), tileColor(palette));
+}
+
+QColor StatCardView::ratingColor(QualityRating rating, const QPalette& palette) {
+    return Theme::legibleText(Theme::toColor(rating.color()), tileColor(palette));
+}
 
 StatCardView::StatCardView(QWidget* parent)
     : QWidget(parent) {
@@ -139,41 +158,35 @@ void StatCardView::paintEvent(QPaintEvent* event) {
     const QColor window = palette().color(QPalette::Window);
     const QColor text = palette().color(QPalette::WindowText);
     const QColor secondary = palette().color(QPalette::PlaceholderText);
-    const QColor tileColor = mix(window, text, 0.05);
+    const QColor tile = tileColor(palette());
     // A pulse frame touches the figure only: a plain fill under it is all the tile it needs.
     const bool figureOnly = blocks.value.contains(event->rect());
     if (figureOnly) {
-        painter.fillRect(event->rect(), tileColor);
+        painter.fillRect(event->rect(), tile);
     } else {
         const double radius = blocks.padding * 0.8;
-        QPainterPath tile;
-        tile.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
-        painter.fillPath(tile, tileColor);
+        QPainterPath outline;
+        outline.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+        painter.fillPath(outline, tile);
         painter.setPen(QPen(mix(window, text, 0.14), 1));
-        painter.drawPath(tile);
+        painter.drawPath(outline);
 
         painter.setFont(blocks.titleFont);
         painter.setPen(secondary);
         painter.drawText(blocks.title, textFlags, m_card.displayTitle());
     }
 
-    QColor valueColor = text;
-    if (const std::optional<CardColor> chosen = m_card.effectiveValueColor()) {
-        valueColor = chosen->kind == CardColor::Kind::secondaryText
-                         ? secondary
-                         : QColor(chosen->rgb.red, chosen->rgb.green, chosen->rgb.blue);
-    }
-    valueColor.setAlphaF(float(valueColor.alphaF() * pulseOpacity()));
+    QColor figure = valueColor(m_card, palette());
+    figure.setAlphaF(float(figure.alphaF() * pulseOpacity()));
     painter.setFont(blocks.valueFont);
-    painter.setPen(valueColor);
+    painter.setPen(figure);
     painter.drawText(blocks.value, textFlags, m_card.value);
     if (figureOnly)
         return;
 
     if (const std::optional<QString> ratingLine = m_card.ratingLine()) {
-        const RgbColor rgb = m_card.rating->color();
         painter.setFont(blocks.ratingFont);
-        painter.setPen(QColor(rgb.red, rgb.green, rgb.blue));
+        painter.setPen(ratingColor(*m_card.rating, palette()));
         painter.drawText(blocks.rating, textFlags, *ratingLine);
     }
     if (m_card.subtitle) {

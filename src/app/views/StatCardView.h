@@ -3,6 +3,7 @@
 #include "base/Clock.h"
 #include "screens/StatCard.h"
 
+#include <QColor>
 #include <QFont>
 #include <QRect>
 #include <QWidget>
@@ -16,6 +17,12 @@ class StatCardView : public QWidget {
 public:
     // The pulse swings over 1.5 s; ten frames a second are plenty for that and cost little.
     static constexpr double pulseFrameSeconds = 0.1;
+
+    // The tile a shade off the window colour, and the colours of the figure and of the rating word on
+    // it: the card's own colour, made to read on the tile in either scheme.
+    static QColor tileColor(const QPalette& palette);
+    static QColor valueColor(const StatCard& card, const QPalette& palette);
+    static QColor ratingColor(QualityRating rating, const QPalette& palette);
 
     explicit StatCardView(QWidget* parent = nullptr);
 
