@@ -236,8 +236,25 @@ int main(int argc, char* argv[]) {
              Replay::play(good, state, time);
              time.advance(1.0);
          }},
+        // The same capture in the smallest window the program allows, and in a large one; a new width
+        // lays the honeycomb out afresh, so the capture plays again at each size.
+        {u"running-good-smallest-window"_s,
+         [&] {
+             window.resize(MainWindow::minimumWidth, MainWindow::minimumHeight);
+             startCapture(hotel);
+             Replay::play(good, state, time);
+             time.advance(1.0);
+         }},
+        {u"running-good-large-window"_s,
+         [&] {
+             window.resize(1440, 960);
+             startCapture(hotel);
+             Replay::play(good, state, time);
+             time.advance(1.0);
+         }},
         {u"running-geo"_s,
          [&] {
+             window.resize(MainWindow::defaultWidth, MainWindow::defaultHeight);
              startCapture(flight);
              Replay::play(geo, state, time);
              time.advance(1.0);

@@ -3,6 +3,7 @@
 #include "Theme.h"
 
 #include "RunningParts.h"
+#include "ScaledFont.h"
 #include "core/AppState.h"
 
 #include <QApplication>
@@ -86,6 +87,10 @@ HoneycombView::HoneycombView(AppState& state, QWidget* parent)
 
 QString HoneycombView::labelText() const {
     return m_model ? m_model->label() : QString();
+}
+
+QFont HoneycombView::labelFont() const {
+    return scaledFont(font(), labelFontScale);
 }
 
 QSize HoneycombView::sizeHint() const {
@@ -173,19 +178,14 @@ void HoneycombView::paintEvent(QPaintEvent*) {
         painter.restore();
     }
 
-    QFont labelFont = font();
-    if (labelFont.pointSizeF() > 0)
-        labelFont.setPointSizeF(labelFont.pointSizeF() * labelFontScale);
-    else
-        labelFont.setPixelSize(std::max(1, int(std::lround(labelFont.pixelSize() * labelFontScale))));
-    painter.setFont(labelFont);
+    painter.setFont(labelFont());
     const QString label = labelText();
     const QRect textArea = rect().adjusted(8, 4, -8, -4);
     const int alignment = int(QStyle::visualAlignment(layoutDirection(), Qt::AlignRight | Qt::AlignTop));
     // A faint label over bright cells can't be read: it sits on a plate of the strip's own colour.
     const QRectF textBounds = painter.boundingRect(textArea, alignment, label);
     if (!label.isEmpty()) {
-        const double margin = QFontMetricsF(labelFont).height() / 4;
+        const double margin = painter.fontMetrics().height() / 4.0;
         QPainterPath plate;
         plate.addRoundedRect(textBounds.adjusted(-margin * 2, -margin, margin * 2, margin), margin * 2,
                              margin * 2);

@@ -40,8 +40,9 @@ public:
     explicit HoneycombView(AppState& state, QWidget* parent = nullptr);
 
     HoneycombState* model() const { return m_model; }
-    // What the corner label reads.
+    // What the corner label reads, and in which font.
     QString labelText() const;
+    QFont labelFont() const;
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
