@@ -377,13 +377,16 @@ TEST_F(RunningViewTest, AtTheNarrowestWindowCardsTakeFewerColumnsAndKeepEachFigu
     settle();
     feed(
         uR"({"event":"status","elapsed_sec":3,"icmp_rtt_ms":31.4,"icmp_loss_pct":0.2,"rssi":-52,"dns_ms":14})"_s);
+    feed(uR"({"event":"youtube_abr_result","ts":"2026-03-14T09:30:00Z","auto_resolution":"1280x720"})"_s);
+    feed(
+        uR"({"event":"cdn_throughput_result","target":"netflix_oca","mbps":136,"bytes":1000,"ts":"2026-03-14T09:30:00Z"})"_s);
     settle();
 
     const QList<StatCardView*> cards = view->findChildren<StatCardView*>();
     StatCardView* signal = card("signalCard");
     ASSERT_EQ(signal->card().value, u"-52 dBm"_s);
     EXPECT_GT(placeOf(card("uploadThroughputCard")).top(), placeOf(signal).top())
-        << "the second row of cards wraps onto a row of its own";
+        << "five cards to a row don't fit: the row wraps";
     const double fullSize = signal->valueFont().pointSizeF();
     for (StatCardView* shown : cards) {
         if (!shown->isVisibleTo(view.get()))
@@ -393,4 +396,18 @@ TEST_F(RunningViewTest, AtTheNarrowestWindowCardsTakeFewerColumnsAndKeepEachFigu
             << name.toStdString() << ": " << shown->card().value.toStdString();
         EXPECT_DOUBLE_EQ(shown->valueFont().pointSizeF(), fullSize) << name.toStdString();
     }
+}
+
+TEST_F(RunningViewTest, TheBarKeepsItsLengthAsTheClocksGrow) {
+    state.startReplay(CaptureConfig{});
+    open();
+    feed(uR"({"event":"status","elapsed_sec":5,"remaining_sec":3595})"_s);
+    settle();
+    auto* bar = view->findChild<QProgressBar*>();
+    ASSERT_TRUE(shows(u"59:55 remaining"_s));
+    const QRect before = bar->geometry();
+    feed(uR"({"event":"status","elapsed_sec":605,"remaining_sec":2995})"_s);
+    settle();
+    ASSERT_TRUE(shows(u"10:05"_s));
+    EXPECT_EQ(bar->geometry(), before);
 }

@@ -1,17 +1,8 @@
 #include "views/ScaledFont.h"
 
-#include "views/HoneycombView.h"
-
-#include "base/VirtualClock.h"
-#include "core/AppState.h"
-#include "services/FileLogger.h"
-#include "support/TempHome.h"
-
 #include <gtest/gtest.h>
 
-#include <QApplication>
 #include <QFontInfo>
-#include <QTemporaryDir>
 
 namespace {
 
@@ -65,19 +56,4 @@ TEST(ScaledFont, TheDesktopsSmallestReadableFontIsTheFloorByDefault) {
     const double smallest = QFontInfo(smallestReadableFont()).pointSizeF();
     ASSERT_GT(smallest, 0);
     EXPECT_NEAR(scaledFont(pointFont(smallest * 4), 0.1).pointSizeF(), smallest, 0.01);
-}
-
-TEST(ScaledFont, TheHoneycombLabelStaysReadableOnASmallDesktopFont) {
-    TempHome home;
-    VirtualClock time;
-    ScopedVirtualTime scope{time};
-    QTemporaryDir logDir;
-    FileLogger log{logDir.path()};
-    AppState state{log};
-    HoneycombView view(state);
-    const double smallest = QFontInfo(smallestReadableFont()).pointSizeF();
-    view.setFont(pointFont(smallest));
-    EXPECT_GE(view.labelFont().pointSizeF(), smallest);
-    view.setFont(pointFont(26));
-    EXPECT_DOUBLE_EQ(view.labelFont().pointSizeF(), std::max(18.0, smallest)) << "nine points to thirteen";
 }

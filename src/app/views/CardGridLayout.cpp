@@ -1,8 +1,5 @@
 #include "CardGridLayout.h"
 
-#include <QStyle>
-#include <QWidget>
-
 #include <algorithm>
 
 int CardGridLayout::columnsFor(int count, int width, int cardWidth, int spacing) {

@@ -261,9 +261,8 @@ bool RunningView::eventFilter(QObject* watched, QEvent* event) {
 void RunningView::keepScrollBarRoom() {
     // The scroll bar shows only when the figures don't fit, and its room is kept free while it is
     // hidden: a scroll bar that came and went would change the honeycomb's width, and a new width lays
-    // the strip out afresh, losing what it has painted.
-    // The viewport's own width tells whether the bar takes its room just now; its shown state may not
-    // have caught up yet when the viewport is resized.
+    // the strip out afresh, losing what it has painted. The viewport's own width tells whether the bar
+    // takes its room just now; the bar's shown state may not have caught up when the viewport resizes.
     const int taken = m_scrollArea->maximumViewportSize().width() - m_scrollArea->viewport()->width();
     const int room = m_scrollArea->verticalScrollBar()->sizeHint().width();
     m_contentColumn->setContentsMargins(0, 0, std::max(0, room - taken), 0);

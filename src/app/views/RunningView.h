@@ -31,10 +31,10 @@ protected:
 
 private:
     void buildTop(QVBoxLayout* layout);
-    void keepScrollBarRoom();
-    void fitChartToViewport();
     void buildScrollingArea(QVBoxLayout* layout);
     void buildButtons(QVBoxLayout* layout);
+    void keepScrollBarRoom();
+    void fitChartToViewport();
 
     void refreshProgress();
     void refreshCards();

@@ -18,8 +18,8 @@ namespace {
 constexpr int textFlags = Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap;
 
 constexpr double largeValueFactor = 1.7;
-// A figure as broad as the cards commonly show: a gigabit rate.
-const QString broadFigure = u"0000 Mbps"_s;
+// A figure as broad as the cards commonly show: a rate of hundreds of megabits.
+const QString broadFigure = u"000 Mbps"_s;
 
 int cardPadding(const QFont& base) {
     return std::max(4, QFontMetrics(base).height() / 2);
