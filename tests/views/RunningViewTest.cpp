@@ -84,6 +84,15 @@ protected:
             QApplication::processEvents();
     }
 
+    // A capture under way in a view of this size.
+    void openAt(int width, int height) {
+        state.startReplay(CaptureConfig{});
+        view = std::make_unique<RunningView>(state);
+        view->resize(width, height);
+        view->show();
+        settle();
+    }
+
     QScrollBar* scrollBar() const { return view->findChild<QScrollArea*>()->verticalScrollBar(); }
     QWidget* honeycomb() const { return view->findChild<HoneycombView*>(); }
     // Where a widget of the scrolling area sits in it.
@@ -311,11 +320,7 @@ TEST_F(RunningViewTest, TheBrowserNoticeShowsWhenTheToolRunsWithoutTheBrowser) {
 }
 
 TEST_F(RunningViewTest, ARoomyWindowShowsEverythingWithoutAScrollBar) {
-    state.startReplay(CaptureConfig{});
-    view = std::make_unique<RunningView>(state);
-    view->resize(1400, 1000);
-    view->show();
-    settle();
+    openAt(1400, 1000);
     EXPECT_FALSE(scrollBar()->isVisible());
     QWidget* notes = view->findChild<NoteChipsView*>();
     ASSERT_NE(notes, nullptr);
@@ -324,11 +329,7 @@ TEST_F(RunningViewTest, ARoomyWindowShowsEverythingWithoutAScrollBar) {
 }
 
 TEST_F(RunningViewTest, TheScrollBarComingOrGoingKeepsTheHoneycombsWidth) {
-    state.startReplay(CaptureConfig{});
-    view = std::make_unique<RunningView>(state);
-    view->resize(700, 1200);
-    view->show();
-    settle();
+    openAt(700, 1200);
     ASSERT_FALSE(scrollBar()->isVisible());
     const int roomyWidth = honeycomb()->width();
 
@@ -344,11 +345,7 @@ TEST_F(RunningViewTest, TheScrollBarComingOrGoingKeepsTheHoneycombsWidth) {
 }
 
 TEST_F(RunningViewTest, NoticesComingAndGoingMoveNothingAboveThem) {
-    state.startReplay(CaptureConfig{});
-    view = std::make_unique<RunningView>(state);
-    view->resize(900, 1100);
-    view->show();
-    settle();
+    openAt(900, 1100);
     ASSERT_TRUE(shows(u"Starting up..."_s));
     QWidget* chart = view->findChild<LiveLatencyChartView*>();
     ASSERT_NE(chart, nullptr);
@@ -370,11 +367,7 @@ TEST_F(RunningViewTest, NoticesComingAndGoingMoveNothingAboveThem) {
 }
 
 TEST_F(RunningViewTest, AtTheNarrowestWindowCardsTakeFewerColumnsAndKeepEachFigureOnOneLine) {
-    state.startReplay(CaptureConfig{});
-    view = std::make_unique<RunningView>(state);
-    view->resize(600, 450);
-    view->show();
-    settle();
+    openAt(600, 450);
     feed(
         uR"({"event":"status","elapsed_sec":3,"icmp_rtt_ms":31.4,"icmp_loss_pct":0.2,"rssi":-52,"dns_ms":14})"_s);
     feed(uR"({"event":"youtube_abr_result","ts":"2026-03-14T09:30:00Z","auto_resolution":"1280x720"})"_s);

@@ -11,28 +11,7 @@ int CardGridLayout::columnsFor(int count, int width, int cardWidth, int spacing)
 }
 
 CardGridLayout::CardGridLayout(QWidget* parent)
-    : QLayout(parent) {}
-
-CardGridLayout::~CardGridLayout() {
-    while (QLayoutItem* item = takeAt(0))
-        delete item;
-}
-
-void CardGridLayout::addItem(QLayoutItem* item) {
-    m_items.append(item);
-}
-
-int CardGridLayout::count() const {
-    return int(m_items.size());
-}
-
-QLayoutItem* CardGridLayout::itemAt(int index) const {
-    return index >= 0 && index < m_items.size() ? m_items.at(index) : nullptr;
-}
-
-QLayoutItem* CardGridLayout::takeAt(int index) {
-    return index >= 0 && index < m_items.size() ? m_items.takeAt(index) : nullptr;
-}
+    : ItemListLayout(parent) {}
 
 Qt::Orientations CardGridLayout::expandingDirections() const {
     return Qt::Horizontal;
@@ -44,16 +23,6 @@ bool CardGridLayout::hasHeightForWidth() const {
 
 int CardGridLayout::heightForWidth(int width) const {
     return layOut(QRect(0, 0, width, 0), false);
-}
-
-QSize CardGridLayout::minimumSize() const {
-    // One card; the height that a width needs comes from heightForWidth, so that a narrow minimum width
-    // doesn't claim the height of a single column of every card.
-    QSize size;
-    for (const QLayoutItem* item : shownItems())
-        size = size.expandedTo(item->minimumSize());
-    const QMargins margins = contentsMargins();
-    return size.grownBy(margins);
 }
 
 QSize CardGridLayout::sizeHint() const {
@@ -69,15 +38,6 @@ QSize CardGridLayout::sizeHint() const {
 void CardGridLayout::setGeometry(const QRect& rect) {
     QLayout::setGeometry(rect);
     layOut(rect, true);
-}
-
-QList<QLayoutItem*> CardGridLayout::shownItems() const {
-    QList<QLayoutItem*> shown;
-    for (QLayoutItem* item : m_items) {
-        if (!item->isEmpty())
-            shown.append(item);
-    }
-    return shown;
 }
 
 int CardGridLayout::cardWidth(const QList<QLayoutItem*>& items) {
