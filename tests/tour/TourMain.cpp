@@ -190,6 +190,14 @@ int main(int argc, char* argv[]) {
         settle();
     };
 
+    // A new width lays the honeycomb out afresh, so the capture plays again at each size of the window.
+    auto playGoodAt = [&](QSize size) {
+        window.resize(size);
+        startCapture(hotel);
+        Replay::play(good, state, time);
+        time.advance(1.0);
+    };
+
     std::unique_ptr<CapturePickerWindow> history;
     std::optional<TourSteps::ScanHold> scanHold;
     QPointer<SettingsView> settings;
@@ -230,14 +238,14 @@ int main(int argc, char* argv[]) {
              startCapture(hotel);
              Replay::play(firstSeconds(good, 1), state, time);
          }},
-        {u"running-good"_s,
-         [&] {
-             startCapture(hotel);
-             Replay::play(good, state, time);
-             time.advance(1.0);
-         }},
+        {u"running-good"_s, [&] { playGoodAt(window.size()); }},
+        // The same capture in the smallest window the program allows, and in a large one.
+        {u"running-good-smallest-window"_s,
+         [&] { playGoodAt(QSize(MainWindow::minimumWidth, MainWindow::minimumHeight)); }},
+        {u"running-good-large-window"_s, [&] { playGoodAt(QSize(1440, 960)); }},
         {u"running-geo"_s,
          [&] {
+             window.resize(MainWindow::defaultWidth, MainWindow::defaultHeight);
              startCapture(flight);
              Replay::play(geo, state, time);
              time.advance(1.0);

@@ -1,6 +1,7 @@
 #include "views/HoneycombView.h"
 
 #include "views/RunningParts.h"
+#include "views/ScaledFont.h"
 #include "views/Theme.h"
 
 #include "base/VirtualClock.h"
@@ -12,9 +13,11 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QFontInfo>
 #include <QImage>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <cmath>
 
 using namespace Qt::StringLiterals;
@@ -263,6 +266,43 @@ TEST_F(HoneycombViewTest, PaintsEmptyCellsAsBackgroundAndFadedBrokenCellsAsAQuar
     }
     EXPECT_GT(fadedChecked, 10);
     EXPECT_LE(freshChecked, 1);
+}
+
+TEST_F(HoneycombViewTest, TheLabelStandsOnAClearPatchOverAFullStrip) {
+    auto view = shownView(600);
+    fillAll(QualityRating::good);
+    QApplication::processEvents();
+    const QImage image = view->grab().toImage();
+    // Inside the patch's rounded ends.
+    const int round = QFontMetrics(view->labelFont()).height() / 2 + 1;
+    const QRect patch = view->labelArea().toAlignedRect().adjusted(round, 1, -round, -1);
+    ASSERT_FALSE(patch.isEmpty());
+    EXPECT_GT(patch.left(), 300) << "in the trailing corner";
+    EXPECT_LT(patch.top(), 10) << "at the top";
+    const RgbColor good = QualityRating(QualityRating::good).color();
+    int cellPixels = 0;
+    int clearPixels = 0;
+    for (int y = patch.top(); y <= patch.bottom(); ++y) {
+        for (int x = patch.left(); x <= patch.right(); ++x) {
+            const QRgb pixel = image.pixel(x, y);
+            cellPixels += pixel == QColor(good.red, good.green, good.blue).rgb();
+            clearPixels += pixel == HoneycombView::backgroundColor(false).rgb();
+        }
+    }
+    EXPECT_EQ(cellPixels, 0);
+    EXPECT_GT(clearPixels, patch.width() * patch.height() / 3) << "the rest is the label's own text";
+}
+
+TEST_F(HoneycombViewTest, LabelStaysReadableOnASmallDesktopFont) {
+    HoneycombView view(state);
+    const double smallest = QFontInfo(smallestReadableFont()).pointSizeF();
+    QFont desktop;
+    desktop.setPointSizeF(smallest);
+    view.setFont(desktop);
+    EXPECT_GE(view.labelFont().pointSizeF(), smallest);
+    desktop.setPointSizeF(26);
+    view.setFont(desktop);
+    EXPECT_DOUBLE_EQ(view.labelFont().pointSizeF(), std::max(18.0, smallest)) << "nine points to thirteen";
 }
 
 TEST_F(HoneycombViewTest, DarkSchemeDrawsOnANearBlackStrip) {

@@ -1,5 +1,8 @@
 #include "views/RunningView.h"
 
+#include "views/HoneycombView.h"
+#include "views/LiveLatencyChartView.h"
+#include "views/NoteChipsView.h"
 #include "views/StatCardView.h"
 
 #include "base/Settings.h"
@@ -20,6 +23,8 @@
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -72,6 +77,28 @@ protected:
     }
 
     StatCardView* card(const char* name) const { return view->findChild<StatCardView*>(QLatin1String(name)); }
+
+    // Lets a change of size run its course: the scroll bar, then the room kept for it.
+    static void settle() {
+        for (int round = 0; round < 3; ++round)
+            QApplication::processEvents();
+    }
+
+    // A capture under way in a view of this size.
+    void openAt(int width, int height) {
+        state.startReplay(CaptureConfig{});
+        view = std::make_unique<RunningView>(state);
+        view->resize(width, height);
+        view->show();
+        settle();
+    }
+
+    QScrollBar* scrollBar() const { return view->findChild<QScrollArea*>()->verticalScrollBar(); }
+    QWidget* honeycomb() const { return view->findChild<HoneycombView*>(); }
+    // Where a widget of the scrolling area sits in it.
+    QRect placeOf(QWidget* widget) const {
+        return QRect(widget->mapTo(view->findChild<QScrollArea*>()->widget(), QPoint(0, 0)), widget->size());
+    }
 };
 
 TEST_F(RunningViewTest, EarlyOnItSaysStartingUpThenStartingProbes) {
@@ -290,4 +317,90 @@ TEST_F(RunningViewTest, TheBrowserNoticeShowsWhenTheToolRunsWithoutTheBrowser) {
     QObject::connect(&state, &AppState::processTerminated, view.get(), [&ended] { ended = true; });
     state.stopCapture();
     ASSERT_TRUE(runUntil([&] { return ended; }));
+}
+
+TEST_F(RunningViewTest, ARoomyWindowShowsEverythingWithoutAScrollBar) {
+    openAt(1400, 1000);
+    EXPECT_FALSE(scrollBar()->isVisible());
+    QWidget* notes = view->findChild<NoteChipsView*>();
+    ASSERT_NE(notes, nullptr);
+    const QScrollArea* area = view->findChild<QScrollArea*>();
+    EXPECT_LE(placeOf(notes).bottom(), area->viewport()->height()) << "the notes are in sight";
+}
+
+TEST_F(RunningViewTest, TheScrollBarComingOrGoingKeepsTheHoneycombsWidth) {
+    openAt(700, 1200);
+    ASSERT_FALSE(scrollBar()->isVisible());
+    const int roomyWidth = honeycomb()->width();
+
+    view->resize(700, 450);
+    settle();
+    ASSERT_TRUE(scrollBar()->isVisible());
+    EXPECT_EQ(honeycomb()->width(), roomyWidth) << "a new width would wipe the strip";
+
+    view->resize(700, 1200);
+    settle();
+    EXPECT_FALSE(scrollBar()->isVisible());
+    EXPECT_EQ(honeycomb()->width(), roomyWidth);
+}
+
+TEST_F(RunningViewTest, NoticesComingAndGoingMoveNothingAboveThem) {
+    openAt(900, 1100);
+    ASSERT_TRUE(shows(u"Starting up..."_s));
+    QWidget* chart = view->findChild<LiveLatencyChartView*>();
+    ASSERT_NE(chart, nullptr);
+    const QRect chartPlace = placeOf(chart);
+    const QRect stripPlace = placeOf(honeycomb());
+
+    status(1); // the notice goes
+    settle();
+    EXPECT_FALSE(shows(u"Starting probes..."_s));
+    EXPECT_EQ(placeOf(chart), chartPlace);
+    EXPECT_EQ(placeOf(honeycomb()), stripPlace);
+
+    for (int second = 0; second < 6; ++second)
+        time.advance(1); // and a longer one comes
+    settle();
+    EXPECT_TRUE(shows(u"No data for 6s — check network connectivity"_s));
+    EXPECT_EQ(placeOf(chart), chartPlace);
+    EXPECT_EQ(placeOf(honeycomb()), stripPlace);
+}
+
+TEST_F(RunningViewTest, AtTheNarrowestWindowCardsTakeFewerColumnsAndKeepEachFigureOnOneLine) {
+    openAt(600, 450);
+    feed(
+        uR"({"event":"status","elapsed_sec":3,"icmp_rtt_ms":31.4,"icmp_loss_pct":0.2,"rssi":-52,"dns_ms":14})"_s);
+    feed(uR"({"event":"youtube_abr_result","ts":"2026-03-14T09:30:00Z","auto_resolution":"1280x720"})"_s);
+    feed(
+        uR"({"event":"cdn_throughput_result","target":"netflix_oca","mbps":136,"bytes":1000,"ts":"2026-03-14T09:30:00Z"})"_s);
+    settle();
+
+    const QList<StatCardView*> cards = view->findChildren<StatCardView*>();
+    StatCardView* signal = card("signalCard");
+    ASSERT_EQ(signal->card().value, u"-52 dBm"_s);
+    EXPECT_GT(placeOf(card("uploadThroughputCard")).top(), placeOf(signal).top())
+        << "five cards to a row don't fit: the row wraps";
+    const double fullSize = signal->valueFont().pointSizeF();
+    for (StatCardView* shown : cards) {
+        if (!shown->isVisibleTo(view.get()))
+            continue;
+        const QString name = shown->objectName();
+        EXPECT_EQ(shown->valueRect().height(), QFontMetrics(shown->valueFont()).height())
+            << name.toStdString() << ": " << shown->card().value.toStdString();
+        EXPECT_DOUBLE_EQ(shown->valueFont().pointSizeF(), fullSize) << name.toStdString();
+    }
+}
+
+TEST_F(RunningViewTest, TheBarKeepsItsLengthAsTheClocksGrow) {
+    state.startReplay(CaptureConfig{});
+    open();
+    feed(uR"({"event":"status","elapsed_sec":5,"remaining_sec":3595})"_s);
+    settle();
+    auto* bar = view->findChild<QProgressBar*>();
+    ASSERT_TRUE(shows(u"59:55 remaining"_s));
+    const QRect before = bar->geometry();
+    feed(uR"({"event":"status","elapsed_sec":605,"remaining_sec":2995})"_s);
+    settle();
+    ASSERT_TRUE(shows(u"10:05"_s));
+    EXPECT_EQ(bar->geometry(), before);
 }

@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <QAbstractItemModelTester>
 #include <QApplication>
 #include <QElapsedTimer>
@@ -115,6 +117,34 @@ protected:
         return texts;
     }
 
+    // Types as the keyboard does: into whatever holds the window's focus, not into a chosen widget.
+    static void type(QWidget& window, const QString& text) {
+        for (const QChar character : text)
+            QTest::keyClick(window.windowHandle(), character.toLatin1());
+    }
+
+    static void press(QWidget& window, Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        QTest::keyClick(window.windowHandle(), key, modifiers);
+    }
+
+    // What the focus lands on at each press of `key`, until it comes back to where it started.
+    static QStringList focusStops(QWidget& window, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        QWidget* first = QApplication::focusWidget();
+        QStringList stops;
+        for (int press = 0; press < 30; ++press) {
+            QTest::keyClick(window.windowHandle(), Qt::Key_Tab, modifiers);
+            QWidget* focus = QApplication::focusWidget();
+            if (!focus || !focus->isVisible()) {
+                stops.append(u"(nothing to see)"_s);
+                continue;
+            }
+            stops.append(focus->accessibleName());
+            if (focus == first)
+                break;
+        }
+        return stops;
+    }
+
     QList<QJsonObject> journal() const { return simulatorJournal(defaultJournalPath(home.path())); }
 
     static QStringList argv(const QJsonObject& entry) { return journalArguments(entry); }
@@ -215,6 +245,78 @@ TEST_F(SetupViewTest, ControlReturnStartsFromTheKeyboard) {
 
     QTest::keyClick(view.windowHandle(), Qt::Key_Enter, Qt::ControlModifier | Qt::KeypadModifier);
     EXPECT_EQ(started.size(), 2) << "the keypad's Enter works alike";
+}
+
+TEST_F(SetupViewTest, ClickingEachFieldInTurnTypesIntoIt) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    auto* location = named<QLineEdit>(view, u"Location"_s);
+    auto* network = named<QLineEdit>(view, u"Network"_s);
+
+    QTest::mouseClick(location, Qt::LeftButton);
+    type(view, u"Gate 12"_s);
+    EXPECT_EQ(location->text(), u"Gate 12"_s);
+
+    QTest::mouseClick(network, Qt::LeftButton);
+    EXPECT_EQ(QApplication::focusWidget(), network) << "one click moves the focus";
+    EXPECT_TRUE(view.model().networkFocused());
+    EXPECT_FALSE(view.model().locationFocused());
+    type(view, u"Zefi"_s);
+    EXPECT_EQ(network->text(), u"Zefi"_s);
+    EXPECT_EQ(location->text(), u"Gate 12"_s);
+
+    QTest::mouseClick(location, Qt::LeftButton);
+    EXPECT_EQ(QApplication::focusWidget(), location) << "and one click moves it back";
+    EXPECT_TRUE(view.model().locationFocused());
+    EXPECT_FALSE(view.model().networkFocused());
+    press(view, Qt::Key_End);
+    type(view, u" B"_s);
+    EXPECT_EQ(location->text(), u"Gate 12 B"_s);
+    EXPECT_EQ(network->text(), u"Zefi"_s);
+    EXPECT_EQ(view.model().location(), u"Gate 12 B"_s);
+    EXPECT_EQ(view.model().network(), u"Zefi"_s);
+}
+
+TEST_F(SetupViewTest, TabVisitsEveryControlInOrderAndReturnStarts) {
+    AppState state(log);
+    SetupView view(state, fakeServices());
+    showAndActivate(view);
+    auto* location = named<QLineEdit>(view, u"Location"_s);
+    EXPECT_EQ(QApplication::focusWidget(), location) << "a fresh window starts in the location field";
+    type(view, u"Gate 12"_s);
+
+    // Each row of choices is one stop, at its chosen button, as a group of radio buttons is.
+    const QStringList forward{
+        u"Network"_s,          u"Timed Test"_s,   u"5m"_s,      u"Enable YouTube quality testing"_s,
+        u"Start Monitoring"_s, u"Test History"_s, u"Location"_s};
+    EXPECT_EQ(focusStops(view), forward);
+    QStringList backward = forward;
+    std::reverse(backward.begin(), backward.end() - 1);
+    EXPECT_EQ(focusStops(view, Qt::ShiftModifier), backward);
+    EXPECT_EQ(location->text(), u"Gate 12"_s) << "the round trip types nothing";
+
+    // Within a row the arrow keys move the choice.
+    for (int stop = 0; stop < 2; ++stop)
+        press(view, Qt::Key_Tab);
+    ASSERT_EQ(QApplication::focusWidget(), button(view, u"Timed Test"_s));
+    press(view, Qt::Key_Tab);
+    ASSERT_EQ(QApplication::focusWidget(), button(view, u"5m"_s));
+    press(view, Qt::Key_Right);
+    press(view, Qt::Key_Right);
+    EXPECT_EQ(QApplication::focusWidget(), button(view, u"15m"_s));
+    EXPECT_EQ(view.model().selectedDuration(), u"15m"_s);
+    press(view, Qt::Key_Left);
+    EXPECT_EQ(view.model().selectedDuration(), u"10m"_s);
+
+    press(view, Qt::Key_Tab);
+    press(view, Qt::Key_Tab);
+    ASSERT_EQ(QApplication::focusWidget(), button(view, u"Start Monitoring"_s));
+    press(view, Qt::Key_Return);
+    ASSERT_EQ(started.size(), 1);
+    EXPECT_EQ(started[0].location, u"Gate 12"_s);
+    EXPECT_FALSE(started[0].network);
+    EXPECT_EQ(started[0].durationString, u"10m"_s);
 }
 
 TEST_F(SetupViewTest, ControlReturnDoesNothingWhileStartIsDisabled) {

@@ -29,13 +29,8 @@ FlowLayout::Arrangement FlowLayout::arrange(const QList<QSize>& sizes, std::opti
 }
 
 FlowLayout::FlowLayout(QWidget* parent, int spacing)
-    : QLayout(parent)
+    : ItemListLayout(parent)
     , m_spacing(spacing) {}
-
-FlowLayout::~FlowLayout() {
-    while (QLayoutItem* item = takeAt(0))
-        delete item;
-}
 
 int FlowLayout::spacing() const {
     if (m_spacing >= 0)
@@ -49,22 +44,6 @@ int FlowLayout::spacing() const {
 void FlowLayout::setSpacing(int spacing) {
     m_spacing = spacing;
     invalidate();
-}
-
-void FlowLayout::addItem(QLayoutItem* item) {
-    m_items.append(item);
-}
-
-int FlowLayout::count() const {
-    return int(m_items.size());
-}
-
-QLayoutItem* FlowLayout::itemAt(int index) const {
-    return index >= 0 && index < m_items.size() ? m_items.at(index) : nullptr;
-}
-
-QLayoutItem* FlowLayout::takeAt(int index) {
-    return index >= 0 && index < m_items.size() ? m_items.takeAt(index) : nullptr;
 }
 
 Qt::Orientations FlowLayout::expandingDirections() const {
@@ -81,14 +60,6 @@ int FlowLayout::heightForWidth(int width) const {
     return arrange(itemSizes(), inner, spacing()).size.height() + margins.top() + margins.bottom();
 }
 
-QSize FlowLayout::minimumSize() const {
-    // As narrow as the widest item, as every other item can move to a row of its own.
-    QSize size;
-    for (const QLayoutItem* item : shownItems())
-        size = size.expandedTo(item->minimumSize());
-    return withMargins(size);
-}
-
 QSize FlowLayout::sizeHint() const {
     return withMargins(arrange(itemSizes(), std::nullopt, spacing()).size);
 }
@@ -101,16 +72,6 @@ void FlowLayout::setGeometry(const QRect& rect) {
     const Arrangement arrangement = arrange(sizes, inner.width(), spacing());
     for (qsizetype i = 0; i < items.size(); ++i)
         items[i]->setGeometry(QRect(inner.topLeft() + arrangement.positions[i], sizes[i]));
-}
-
-// Hidden widgets take no place and no gap.
-QList<QLayoutItem*> FlowLayout::shownItems() const {
-    QList<QLayoutItem*> items;
-    for (QLayoutItem* item : m_items) {
-        if (!item->isEmpty())
-            items.append(item);
-    }
-    return items;
 }
 
 QList<QSize> FlowLayout::itemSizes() const {

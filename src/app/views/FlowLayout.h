@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QLayout>
+#include "ItemListLayout.h"
+
 #include <QList>
 #include <QPoint>
 #include <QSize>
@@ -10,7 +11,7 @@
 // Lays its items out left to right and wraps onto a new row when the next one would pass the right
 // edge. An item wider than the whole row is never wrapped at the start of a row: it overflows, so a
 // very narrow window shows one item per row instead of losing any.
-class FlowLayout : public QLayout {
+class FlowLayout : public ItemListLayout {
 public:
     struct Arrangement {
         QList<QPoint> positions; // top-left corner of each item, relative to the contents' origin
@@ -21,28 +22,20 @@ public:
     static Arrangement arrange(const QList<QSize>& sizes, std::optional<int> maxWidth, int spacing);
 
     explicit FlowLayout(QWidget* parent = nullptr, int spacing = -1);
-    ~FlowLayout() override;
 
     // The gap between items and between rows; the style's widget spacing when none was given.
     int spacing() const;
     void setSpacing(int spacing) override;
 
-    void addItem(QLayoutItem* item) override;
-    int count() const override;
-    QLayoutItem* itemAt(int index) const override;
-    QLayoutItem* takeAt(int index) override;
     Qt::Orientations expandingDirections() const override;
     bool hasHeightForWidth() const override;
     int heightForWidth(int width) const override;
-    QSize minimumSize() const override;
     QSize sizeHint() const override;
     void setGeometry(const QRect& rect) override;
 
 private:
-    QList<QLayoutItem*> shownItems() const;
     QList<QSize> itemSizes() const;
     QSize withMargins(QSize size) const;
 
-    QList<QLayoutItem*> m_items;
     int m_spacing = -1;
 };

@@ -3,6 +3,7 @@
 #include "Theme.h"
 
 #include "RunningParts.h"
+#include "ScaledFont.h"
 #include "core/AppState.h"
 
 #include <QApplication>
@@ -86,6 +87,10 @@ HoneycombView::HoneycombView(AppState& state, QWidget* parent)
 
 QString HoneycombView::labelText() const {
     return m_model ? m_model->label() : QString();
+}
+
+QFont HoneycombView::labelFont() const {
+    return scaledFont(font(), labelFontScale);
 }
 
 QSize HoneycombView::sizeHint() const {
@@ -173,31 +178,40 @@ void HoneycombView::paintEvent(QPaintEvent*) {
         painter.restore();
     }
 
-    QFont labelFont = font();
-    if (labelFont.pointSizeF() > 0)
-        labelFont.setPointSizeF(labelFont.pointSizeF() * labelFontScale);
-    else
-        labelFont.setPixelSize(std::max(1, int(std::lround(labelFont.pixelSize() * labelFontScale))));
-    painter.setFont(labelFont);
     const QString label = labelText();
-    const QRect textArea = rect().adjusted(8, 4, -8, -4);
-    const int alignment = int(QStyle::visualAlignment(layoutDirection(), Qt::AlignRight | Qt::AlignTop));
-    // A faint label over bright cells can't be read: it sits on a plate of the strip's own colour.
-    const QRectF textBounds = painter.boundingRect(textArea, alignment, label);
-    if (!label.isEmpty()) {
-        const double margin = QFontMetricsF(labelFont).height() / 4;
-        QPainterPath plate;
-        plate.addRoundedRect(textBounds.adjusted(-margin * 2, -margin, margin * 2, margin), margin * 2,
-                             margin * 2);
-        QColor plateColor = backgroundColor(dark);
-        plateColor.setAlphaF(float(labelPlateOpacity));
-        painter.save();
-        painter.setClipPath(outline);
-        painter.fillPath(plate, plateColor);
-        painter.restore();
-    }
+    if (label.isEmpty())
+        return;
+    // A faint label over cells can't be read: it stands on a clear patch of the strip's own colour,
+    // which the cells under it give way to.
+    const QRectF plate = labelArea();
+    const double plateRadius = QFontMetricsF(labelFont()).height() / 2;
+    QPainterPath platePath;
+    platePath.addRoundedRect(plate, plateRadius, plateRadius);
+    painter.save();
+    painter.setClipPath(outline);
+    painter.fillPath(platePath, backgroundColor(dark));
+    painter.restore();
+    painter.setFont(labelFont());
     painter.setPen(labelColor(dark));
-    painter.drawText(textArea, alignment, label);
+    painter.drawText(labelTextArea(), labelAlignment(), label);
+}
+
+QRect HoneycombView::labelTextArea() const {
+    return rect().adjusted(8, 4, -8, -4);
+}
+
+int HoneycombView::labelAlignment() const {
+    return int(QStyle::visualAlignment(layoutDirection(), Qt::AlignRight | Qt::AlignTop));
+}
+
+QRectF HoneycombView::labelArea() const {
+    const QString label = labelText();
+    if (label.isEmpty())
+        return {};
+    const QFontMetricsF metrics(labelFont());
+    const QRectF text = metrics.boundingRect(QRectF(labelTextArea()), labelAlignment(), label);
+    const double margin = metrics.height() / 4;
+    return text.adjusted(-margin * 2, -margin, margin * 2, margin);
 }
 
 QWidget* makeHoneycombView(AppState& state, QWidget* parent) {

@@ -26,7 +26,6 @@ public:
     static constexpr double speedTestStrokeWidth = 1.2;
     // The label's size against the body text, as 9 points stand to 13.
     static constexpr double labelFontScale = 9.0 / 13.0;
-    static constexpr double labelPlateOpacity = 0.85;
     static QColor backgroundColor(bool dark);
     static QColor borderColor(bool dark);
     static QColor labelColor(bool dark);
@@ -40,8 +39,10 @@ public:
     explicit HoneycombView(AppState& state, QWidget* parent = nullptr);
 
     HoneycombState* model() const { return m_model; }
-    // What the corner label reads.
+    // What the corner label reads, in which font, and the clear patch it stands on.
     QString labelText() const;
+    QFont labelFont() const;
+    QRectF labelArea() const;
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
@@ -56,6 +57,8 @@ private:
     void relayout();
     void relayoutForNewTarget();
     void modelChanged();
+    QRect labelTextArea() const;
+    int labelAlignment() const;
 
     AppState& m_state;
     QPointer<HoneycombState> m_model;

@@ -1,7 +1,9 @@
 #include "RunningView.h"
 
+#include "CardGridLayout.h"
 #include "Icons.h"
 #include "RunningParts.h"
+#include "ScaledFont.h"
 #include "Spinner.h"
 #include "StatCardView.h"
 #include "TextLabels.h"
@@ -20,6 +22,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -99,10 +102,8 @@ RunningView::RunningView(AppState& state, QWidget* parent)
 void RunningView::buildTop(QVBoxLayout* layout) {
     auto* progressRow = new QHBoxLayout;
     m_elapsedLabel = new QLabel(this);
-    QFont clockFont = m_elapsedLabel->font();
+    QFont clockFont = scaledFont(m_elapsedLabel->font(), 1.15);
     clockFont.setWeight(QFont::DemiBold);
-    if (clockFont.pointSizeF() > 0)
-        clockFont.setPointSizeF(clockFont.pointSizeF() * 1.15);
     m_elapsedLabel->setFont(clockFont);
     m_elapsedLabel->setAccessibleDescription(u"Elapsed time"_s);
     m_progressBar = new QProgressBar(this);
@@ -111,6 +112,11 @@ void RunningView::buildTop(QVBoxLayout* layout) {
     m_remainingLabel = new QLabel(this);
     m_remainingLabel->setForegroundRole(QPalette::PlaceholderText);
     m_remainingLabel->setAccessibleDescription(u"Time remaining"_s);
+    // Room for two-digit minutes from the start, so that the bar doesn't shrink as the clocks grow.
+    m_elapsedLabel->setMinimumWidth(QFontMetrics(clockFont).horizontalAdvance(u"00:00"_s));
+    m_remainingLabel->setMinimumWidth(
+        m_remainingLabel->fontMetrics().horizontalAdvance(u"00:00 remaining"_s));
+    m_remainingLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     progressRow->addWidget(m_elapsedLabel);
     progressRow->addWidget(m_progressBar, 1);
     progressRow->addWidget(m_remainingLabel);
@@ -135,19 +141,18 @@ void RunningView::buildScrollingArea(QVBoxLayout* layout) {
     m_scrollArea->setFrameShape(QFrame::NoFrame);
     m_scrollArea->setWidgetResizable(true);
     m_scrollArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    // A scroll bar that comes and goes would change the honeycomb's width, and a new width lays the
-    // strip out afresh, losing what it has painted.
-    m_scrollArea->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    m_scrollArea->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     auto* content = new QWidget(m_scrollArea);
     content->setObjectName(u"runningContent"_s);
     auto* column = new QVBoxLayout(content);
-    column->setContentsMargins(0, 0, 0, 0);
+    m_contentColumn = column;
     const int lineHeight = fontMetrics().height();
 
-    QWidget* chart = makeLiveLatencyChart(m_state, content);
-    chart->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
-    chart->setMinimumHeight(std::max(chart->minimumSizeHint().height(), lineHeight * 12));
-    column->addWidget(chart, 1);
+    m_chart = makeLiveLatencyChart(m_state, content);
+    m_chart->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    m_chartMinimumHeight = std::max(m_chart->minimumSizeHint().height(), lineHeight * 12);
+    m_chart->setFixedHeight(m_chartMinimumHeight);
+    column->addWidget(m_chart);
 
     m_blockedRow = makeIconLine(u"xmark.shield"_s, m_blockedText, content);
     m_blockedText->setAccessibleDescription(u"Blocked probes"_s);
@@ -158,7 +163,8 @@ void RunningView::buildScrollingArea(QVBoxLayout* layout) {
         card->setObjectName(name);
         return card;
     };
-    auto* firstRow = new QHBoxLayout;
+    // Each of the two rows of cards keeps to itself; on a narrow window it wraps onto rows of its own.
+    auto* firstRow = new CardGridLayout;
     m_latencyCard = makeCard(u"latencyCard"_s);
     m_lossCard = makeCard(u"lossCard"_s);
     m_youTubeTile = makeCard(u"youTubeTile"_s);
@@ -166,10 +172,10 @@ void RunningView::buildScrollingArea(QVBoxLayout* layout) {
     m_downloadThroughputCard = makeCard(u"downloadThroughputCard"_s);
     for (StatCardView* card :
          {m_latencyCard, m_lossCard, m_youTubeTile, m_downloadTestCard, m_downloadThroughputCard})
-        firstRow->addWidget(card, 1);
+        firstRow->addWidget(card);
     column->addLayout(firstRow);
 
-    auto* secondRow = new QHBoxLayout;
+    auto* secondRow = new CardGridLayout;
     m_signalCard = makeCard(u"signalCard"_s);
     m_dnsCard = makeCard(u"dnsCard"_s);
     m_netflixTile = makeCard(u"netflixTile"_s);
@@ -177,7 +183,7 @@ void RunningView::buildScrollingArea(QVBoxLayout* layout) {
     m_uploadThroughputCard = makeCard(u"uploadThroughputCard"_s);
     for (StatCardView* card :
          {m_signalCard, m_dnsCard, m_netflixTile, m_uploadTestCard, m_uploadThroughputCard})
-        secondRow->addWidget(card, 1);
+        secondRow->addWidget(card);
     column->addLayout(secondRow);
 
     column->addWidget(makeHoneycombView(m_state, content));
@@ -218,9 +224,14 @@ void RunningView::buildScrollingArea(QVBoxLayout* layout) {
     connect(m_diagnoseButton, &QPushButton::clicked, this, [this] { m_model->stopAndDiagnose(); });
     notice->addWidget(m_diagnoseButton, 0, Qt::AlignLeft);
     column->addWidget(m_statusNotice);
-    column->addStretch(0);
+    // Notices come, go and change length at the foot; the room below them takes that up, so that
+    // nothing above moves.
+    column->addStretch(1);
 
     m_scrollArea->setWidget(content);
+    // The scroll bar comes and goes with the viewport's width.
+    m_scrollArea->viewport()->installEventFilter(this);
+    keepScrollBarRoom();
     layout->addWidget(m_scrollArea, 1);
 }
 
@@ -237,6 +248,31 @@ void RunningView::buildButtons(QVBoxLayout* layout) {
     row->addStretch(1);
     row->addWidget(m_stopButton);
     layout->addLayout(row);
+}
+
+bool RunningView::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_scrollArea->viewport() && event->type() == QEvent::Resize) {
+        keepScrollBarRoom();
+        fitChartToViewport();
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void RunningView::keepScrollBarRoom() {
+    // The scroll bar shows only when the figures don't fit, and its room is kept free while it is
+    // hidden: a scroll bar that came and went would change the honeycomb's width, and a new width lays
+    // the strip out afresh, losing what it has painted. The viewport's own width tells whether the bar
+    // takes its room just now; the bar's shown state may not have caught up when the viewport resizes.
+    const int taken = m_scrollArea->maximumViewportSize().width() - m_scrollArea->viewport()->width();
+    const int room = m_scrollArea->verticalScrollBar()->sizeHint().width();
+    m_contentColumn->setContentsMargins(0, 0, std::max(0, room - taken), 0);
+}
+
+void RunningView::fitChartToViewport() {
+    // The chart grows with the window, by the window's height alone: were it to take up whatever the
+    // figures below leave over, it would jump each time a notice came or went.
+    const int share = int(m_scrollArea->viewport()->height() * chartShareOfViewport);
+    m_chart->setFixedHeight(std::max(m_chartMinimumHeight, share));
 }
 
 void RunningView::refreshProgress() {

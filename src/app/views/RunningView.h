@@ -19,14 +19,22 @@ class RunningView : public QWidget {
     Q_OBJECT
 
 public:
+    // The part of the scrolling area's height that the live chart takes when the window has room.
+    static constexpr double chartShareOfViewport = 0.45;
+
     explicit RunningView(AppState& state, QWidget* parent = nullptr);
 
     RunningScreen& model() const { return *m_model; }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void buildTop(QVBoxLayout* layout);
     void buildScrollingArea(QVBoxLayout* layout);
     void buildButtons(QVBoxLayout* layout);
+    void keepScrollBarRoom();
+    void fitChartToViewport();
 
     void refreshProgress();
     void refreshCards();
@@ -45,6 +53,9 @@ private:
 
     QWidget* m_triviaRow = nullptr;
     QScrollArea* m_scrollArea = nullptr;
+    QVBoxLayout* m_contentColumn = nullptr;
+    QWidget* m_chart = nullptr;
+    int m_chartMinimumHeight = 0;
     QWidget* m_blockedRow = nullptr;
     QLabel* m_blockedText = nullptr;
 

@@ -138,6 +138,9 @@ void SetupView::build() {
     scroll->setWidgetResizable(true);
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     scroll->setAccessibleName(u"Test setup"_s);
+    // The page scrolls to whatever control takes the focus; the area itself is no stop for Tab, where
+    // the focus would sit unseen.
+    scroll->setFocusPolicy(Qt::NoFocus);
     outer->addWidget(scroll, 1);
 
     // The page carries the style sheet, not the view: a widget with a style sheet of its own is left out
@@ -364,6 +367,8 @@ void SetupView::build() {
                               u')');
     m_startButton->setMinimumHeight(qRound(line * 2.2));
     m_startButton->setIconSize(QSize(line, line));
+    // Return starts too, once Tab has brought the focus here.
+    m_startButton->setAutoDefault(true);
     connect(m_startButton, &QPushButton::clicked, m_model, &SetupScreen::start);
     // The keypad's Enter is the same key to the user.
     auto* keypadStart = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Enter), this);
@@ -459,10 +464,6 @@ void SetupView::refresh() {
         m_locationField->setText(model.location());
     if (m_networkField->text() != model.network())
         m_networkField->setText(model.network());
-    if (!model.locationFocused() && m_locationField->hasFocus())
-        m_locationField->clearFocus();
-    if (!model.networkFocused() && m_networkField->hasFocus())
-        m_networkField->clearFocus();
     refreshSuggestions(m_locationList, model.showsLocationSuggestions(), model.filteredLocations());
     refreshSuggestions(m_networkList, model.showsNetworkSuggestions(), model.filteredNetworks());
 
@@ -540,10 +541,16 @@ void SetupView::updateFooterTimer() {
 }
 
 void SetupView::chooseRow(QListWidget* list, const QString& text) {
-    if (list == m_locationList)
+    // The focus follows the user, not the model: a refresh runs in the middle of a move from one field
+    // to the other, and taking the focus away there would leave it nowhere. Only a chosen row, like
+    // Return, leaves the field on purpose.
+    if (list == m_locationList) {
         m_model->chooseLocationSuggestion(text);
-    else
+        m_locationField->clearFocus();
+    } else {
         m_model->chooseNetworkSuggestion(text);
+        m_networkField->clearFocus();
+    }
 }
 
 bool SetupView::handleFieldKey(QLineEdit* field, QListWidget* list, QKeyEvent* event) {

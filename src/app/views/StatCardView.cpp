@@ -1,5 +1,6 @@
 #include "StatCardView.h"
 
+#include "ScaledFont.h"
 #include "Theme.h"
 
 #include <QEvent>
@@ -17,12 +18,17 @@ namespace {
 
 constexpr int textFlags = Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap;
 
-QFont scaled(const QFont& base, double factor) {
-    QFont font = base;
-    if (base.pointSizeF() > 0)
-        font.setPointSizeF(base.pointSizeF() * factor);
-    else
-        font.setPixelSize(std::max(1, int(std::lround(base.pixelSize() * factor))));
+constexpr double largeValueFactor = 1.7;
+// A figure as broad as the cards commonly show: a rate of hundreds of megabits.
+const QString broadFigure = u"000 Mbps"_s;
+
+int cardPadding(const QFont& base) {
+    return std::max(4, QFontMetrics(base).height() / 2);
+}
+
+QFont largeValueFont(const QFont& base) {
+    QFont font = scaledFont(base, largeValueFactor);
+    font.setWeight(QFont::DemiBold);
     return font;
 }
 
@@ -91,19 +97,19 @@ StatCardView::Blocks StatCardView::layoutFor(int width) const {
     blocks.width = width;
     const QFont base = font();
     const QFontMetrics baseMetrics(base);
-    blocks.padding = std::max(4, baseMetrics.height() / 2);
+    blocks.padding = cardPadding(base);
     const int inner = std::max(1, width - 2 * blocks.padding);
 
-    blocks.titleFont = scaled(base, 0.8);
+    blocks.titleFont = scaledFont(base, 0.8);
     blocks.titleFont.setWeight(QFont::DemiBold);
-    blocks.ratingFont = scaled(base, 0.85);
+    blocks.ratingFont = scaledFont(base, 0.85);
     blocks.ratingFont.setWeight(QFont::DemiBold);
-    blocks.subtitleFont = scaled(base, 0.8);
+    blocks.subtitleFont = scaledFont(base, 0.8);
 
     // The figure is large; a long one ("1080p (720p auto)") steps down until it fits on one line, and
     // wraps only when even the application's own size doesn't fit.
-    for (double factor = 1.7; factor > 0.95; factor -= 0.1) {
-        blocks.valueFont = scaled(base, factor);
+    for (double factor = largeValueFactor; factor > 0.95; factor -= 0.1) {
+        blocks.valueFont = scaledFont(base, factor);
         blocks.valueFont.setWeight(QFont::DemiBold);
         if (QFontMetrics(blocks.valueFont).horizontalAdvance(m_card.value) <= inner)
             break;
@@ -128,7 +134,10 @@ StatCardView::Blocks StatCardView::layoutFor(int width) const {
 }
 
 QSize StatCardView::sizeHint() const {
-    const int width = fontMetrics().averageCharWidth() * 14;
+    // Room for a broad figure at full size: a grid of cards takes fewer columns before it splits a figure
+    // from its unit.
+    const int figure = QFontMetrics(largeValueFont(font())).horizontalAdvance(broadFigure);
+    const int width = figure + 2 * cardPadding(font());
     return QSize(width, heightForWidth(width));
 }
 

@@ -30,6 +30,10 @@ public:
     void setCard(const StatCard& card);
     const StatCard& card() const { return m_card; }
 
+    // Where the figure goes at the present width, and in which font.
+    QRect valueRect() const { return currentBlocks().value; }
+    QFont valueFont() const { return currentBlocks().valueFont; }
+
     // The opacity of the figure at this moment.
     double pulseOpacity() const;
     bool isPulseTimerRunning() const { return m_pulseTimer.isActive(); }
