@@ -295,7 +295,7 @@ TEST_F(HoneycombViewTest, TheLabelStandsOnAClearPatchOverAFullStrip) {
 
 TEST_F(HoneycombViewTest, LabelStaysReadableOnASmallDesktopFont) {
     HoneycombView view(state);
-    const double smallest = QFontInfo(smallestReadableFont()).pointSizeF();
+    const double smallest = pointsOf(smallestReadableFont());
     QFont desktop;
     desktop.setPointSizeF(smallest);
     view.setFont(desktop);

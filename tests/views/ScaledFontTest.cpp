@@ -53,7 +53,20 @@ TEST(ScaledFont, AFloorInTheOtherUnitCountsAsWhatItComesToOnScreen) {
 }
 
 TEST(ScaledFont, TheDesktopsSmallestReadableFontIsTheFloorByDefault) {
-    const double smallest = QFontInfo(smallestReadableFont()).pointSizeF();
+    const double smallest = pointsOf(smallestReadableFont());
     ASSERT_GT(smallest, 0);
     EXPECT_NEAR(scaledFont(pointFont(smallest * 4), 0.1).pointSizeF(), smallest, 0.01);
+}
+
+TEST(ScaledFont, ASmallestSizeBelowTheBodyIsTheDesktopsOwn) {
+    EXPECT_DOUBLE_EQ(smallestReadableFont(pointFont(7), pointFont(10)).pointSizeF(), 7);
+}
+
+TEST(ScaledFont, ADesktopThatNamesNoSmallerSizeStillAllowsCaptionsDownToEightPoints) {
+    EXPECT_DOUBLE_EQ(smallestReadableFont(pointFont(10), pointFont(10)).pointSizeF(), 8);
+    EXPECT_DOUBLE_EQ(smallestReadableFont(pointFont(12), pointFont(9)).pointSizeF(), 8);
+    // A caption on a nine-point body then shrinks to the floor instead of staying at body size.
+    EXPECT_DOUBLE_EQ(
+        scaledFont(pointFont(9), 10.0 / 13.0, smallestReadableFont(pointFont(12), pointFont(9))).pointSizeF(),
+        8);
 }

@@ -6,9 +6,25 @@
 
 #include <algorithm>
 
-// The smallest text that the desktop still calls readable.
+// A font's size in points, also for one sized in pixels: what it comes to on this screen.
+inline double pointsOf(const QFont& font) {
+    return font.pointSizeF() > 0 ? font.pointSizeF() : QFontInfo(font).pointSizeF();
+}
+
+// The smallest text that the desktop still calls readable. Desktops that name no such size (GNOME, Qt's
+// own platforms) answer with their body font or a larger one, which would forbid every caption; there the
+// floor is 8 points, the size that the desktops which do name one ship by default.
+inline QFont smallestReadableFont(const QFont& reported, const QFont& body) {
+    if (pointsOf(reported) < pointsOf(body))
+        return reported;
+    QFont fallback = body;
+    fallback.setPointSizeF(8);
+    return fallback;
+}
+
 inline QFont smallestReadableFont() {
-    return QFontDatabase::systemFont(QFontDatabase::SmallestReadableFont);
+    return smallestReadableFont(QFontDatabase::systemFont(QFontDatabase::SmallestReadableFont),
+                                QFontDatabase::systemFont(QFontDatabase::GeneralFont));
 }
 
 // A font a given factor larger or smaller than `font`, whether it is sized in points or in pixels, but
@@ -19,7 +35,7 @@ inline QFont scaledFont(QFont font, double factor, const QFont& floor = smallest
     // The floor may be sized in the other unit; what it comes to on this screen is what counts then.
     if (font.pointSizeF() > 0) {
         const double size = font.pointSizeF();
-        const double lowest = floor.pointSizeF() > 0 ? floor.pointSizeF() : QFontInfo(floor).pointSizeF();
+        const double lowest = pointsOf(floor);
         font.setPointSizeF(std::max(size * factor, std::min(size, lowest)));
     } else if (font.pixelSize() > 0) {
         const int size = font.pixelSize();
