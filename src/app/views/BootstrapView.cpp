@@ -31,6 +31,15 @@ QColor orange(const QPalette& palette) {
     return Theme::isDark(palette) ? QColor(0xff, 0x9f, 0x0a) : QColor(0xe0, 0x6c, 0x00);
 }
 
+// A colour as a style sheet takes it, translucency included: the secondary text of the light scheme is
+// translucent black.
+QString cssColour(const QColor& colour) {
+    return u"rgba(%1, %2, %3, %4)"_s.arg(colour.red())
+        .arg(colour.green())
+        .arg(colour.blue())
+        .arg(colour.alpha());
+}
+
 QLabel* centredLabel(const QString& text, QWidget* parent) {
     auto* label = TextLabels::wrapping(parent);
     label->setText(text);
@@ -89,7 +98,6 @@ BootstrapView::BootstrapView(AppState& state, QWidget* parent)
     m_detailPanel->setObjectName(u"detailPanel"_s);
     m_detailPanel->setReadOnly(true);
     m_detailPanel->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-    m_detailPanel->setForegroundRole(QPalette::PlaceholderText);
     m_detailPanel->setMaximumHeight(180);
     m_copy = new QPushButton(m_detailBlock);
     m_copy->setObjectName(u"plain"_s);
@@ -193,8 +201,8 @@ void BootstrapView::applyColours() {
     m_failureBlock->setStyleSheet(uR"(
 QPushButton#prominent { background: %1; color: %2; border: none; border-radius: 6px; padding: 0.45em 1.6em; font-weight: 600; }
 QPushButton#plain { border: none; color: %3; padding: 0.2em 0.5em; }
-QPlainTextEdit#detailPanel { border-radius: 6px; }
+QPlainTextEdit#detailPanel { border-radius: 6px; color: %4; }
 )"_s.arg(colours.color(QPalette::Highlight).name(), colours.color(QPalette::HighlightedText).name(),
-         colours.color(QPalette::Link).name()));
+         colours.color(QPalette::Link).name(), cssColour(colours.color(QPalette::PlaceholderText))));
     applyFonts();
 }
