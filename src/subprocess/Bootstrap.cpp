@@ -160,16 +160,10 @@ void Bootstrap::run() {
     }
     const QDateTime started =
         beginStep(State::installingUV(), u"Downloading tools (1 of 2)..."_s, u"installing uv..."_s);
-    installUV([this, run, started](const ProcessResult& result) {
-        if (run != m_runCount)
-            return;
-        if (!result.success) {
-            failStep(u"uv install failed"_s, started, classifyUVError(result.output), result.output);
-            return;
-        }
+    installUV(stepEnd(run, started, u"uv install failed"_s, &classifyUVError, [this, run, started] {
         m_log.info(tag, u"uv installed ("_s + secondsSince(started) + u')');
         installDeps(run);
-    });
+    }));
 }
 
 void Bootstrap::installDeps(quint64 run) {
@@ -183,18 +177,12 @@ void Bootstrap::installDeps(quint64 run) {
     const QDateTime started =
         beginStep(State::installingDeps(), u"Installing Python and dependencies (2 of 2)..."_s,
                   u"warming dependencies..."_s);
-    warmDeps(*uv, [this, run, started](const ProcessResult& result) {
-        if (run != m_runCount)
-            return;
-        if (!result.success) {
-            failStep(u"deps install failed"_s, started, classifyDepsError(result.output), result.output);
-            return;
-        }
+    warmDeps(*uv, stepEnd(run, started, u"deps install failed"_s, &classifyDepsError, [this, started] {
         m_log.info(tag, u"bootstrap complete ("_s + secondsSince(started) + u')');
         setState(State::ready());
         setProgressMessage(u"Ready"_s);
         emit runFinished();
-    });
+    }));
 }
 
 QDateTime Bootstrap::beginStep(State state, const QString& progressMessage, const QString& logLine) {
@@ -204,12 +192,23 @@ QDateTime Bootstrap::beginStep(State state, const QString& progressMessage, cons
     return Time::clock().now();
 }
 
-void Bootstrap::failStep(const QString& what, const QDateTime& started, const QString& message,
-                         const QString& output) {
-    m_log.error(tag, what + u" ("_s + secondsSince(started) + u"): "_s + message);
-    setDiagnosticDetail(output);
-    setState(State::failed(message));
-    emit runFinished();
+std::function<void(const Bootstrap::ProcessResult&)> Bootstrap::stepEnd(quint64 run, const QDateTime& started,
+                                                                        const QString& what,
+                                                                        QString (*classify)(const QString&),
+                                                                        std::function<void()> next) {
+    return [this, run, started, what, classify, next = std::move(next)](const ProcessResult& result) {
+        if (run != m_runCount)
+            return;
+        if (result.success) {
+            next();
+            return;
+        }
+        const QString message = classify(result.output);
+        m_log.error(tag, what + u" ("_s + secondsSince(started) + u"): "_s + message);
+        setDiagnosticDetail(result.output);
+        setState(State::failed(message));
+        emit runFinished();
+    };
 }
 
 void Bootstrap::installUV(std::function<void(const ProcessResult&)> done) {

@@ -164,9 +164,13 @@ private:
     // Enters a step that runs a child: its state, its line under the spinner, its log line. Gives the
     // moment it started, for the timings of the log.
     QDateTime beginStep(State state, const QString& progressMessage, const QString& logLine);
-    // The step's child failed: the log line with its time, the sentence, and the output as the detail.
-    void failStep(const QString& what, const QDateTime& started, const QString& message,
-                  const QString& output);
+    // What follows the end of a step's child: nothing once a newer run has begun; on a failure the log
+    // line with the step's time, the sentence that `classify` finds, and the output as the detail;
+    // otherwise `next`.
+    std::function<void(const ProcessResult&)> stepEnd(quint64 run, const QDateTime& started,
+                                                      const QString& what,
+                                                      QString (*classify)(const QString&),
+                                                      std::function<void()> next);
     void setState(State state);
     void setProgressMessage(const QString& text);
     void setDiagnosticDetail(const std::optional<QString>& detail);

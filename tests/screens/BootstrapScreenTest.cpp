@@ -3,7 +3,7 @@
 
 #include "screens/BootstrapScreen.h"
 
-#include "support/BootstrapScreenFixture.h"
+#include "support/BootstrapSandbox.h"
 
 #include <gtest/gtest.h>
 

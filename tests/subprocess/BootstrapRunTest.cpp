@@ -4,26 +4,21 @@
 
 #include "subprocess/Bootstrap.h"
 
-#include "base/VirtualClock.h"
 #include "platform/Locations.h"
 #include "platform/Platform.h"
-#include "services/FileLogger.h"
-#include "subprocess/ProcessTestSupport.h"
 #include "subprocess/PythonProcess.h"
 #include "subprocess/WarmingTask.h"
+#include "support/BootstrapSandbox.h"
 #include "support/InstallerServer.h"
 #include "support/SimulatorJournal.h"
-#include "support/TempHome.h"
 
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonObject>
 #include <QPointer>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -41,19 +36,6 @@ const QString sslError =
     u"SSL/certificate error — a corporate proxy may be blocking downloads. See details below."_s;
 const QString depsOther = u"Could not install Python dependencies. See details below."_s;
 const QString warmList = u"requests==2.33.1,boto3==1.42.84,aioquic==1.3.0,yt-dlp"_s;
-
-bool systemUvExists() {
-    return QFileInfo::exists(u"/opt/homebrew/bin/uv"_s) || QFileInfo::exists(u"/usr/local/bin/uv"_s);
-}
-
-void writeExecutable(const QString& path, const QString& content) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(content.toUtf8());
-    file.close();
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-}
 
 } // namespace
 
@@ -129,20 +111,8 @@ TEST(BootstrapState, StartsCheckingWithTheSetupMessageAndNoDetail) {
 
 // --- Runs on real children -------------------------------------------------------------------------
 
-class BootstrapRunTest : public ::testing::Test {
+class BootstrapRunTest : public BootstrapSandbox {
 protected:
-    TempHome home;
-    QTemporaryDir logDir;
-    FileLogger log{logDir.path()};
-    VirtualClock clock;
-    ScopedVirtualTime virtualTime{clock};
-    ScopedEnv env;
-
-    void SetUp() override {
-        env.set("NORVANE_SIM_SPEED", "200");
-        env.unset("NORVANE_SIM_BOOTSTRAP");
-    }
-
     void TearDown() override {
         // No warm-up may outlive its test: stop the last one and wait for its child.
         if (QPointer<WarmingTask> task = Bootstrap::warmingTask()) {
@@ -165,9 +135,7 @@ protected:
                          [seen, &bootstrap] { seen->states.append(bootstrap.state()); });
         QObject::connect(&bootstrap, &Bootstrap::progressMessageChanged, &watcher,
                          [seen, &bootstrap] { seen->messages.append(bootstrap.progressMessage()); });
-        QSignalSpy finished(&bootstrap, &Bootstrap::runFinished);
-        bootstrap.run();
-        EXPECT_TRUE(finished.count() == 1 || finished.wait(60'000)) << "the run ends";
+        waitForRun(bootstrap, [&bootstrap] { bootstrap.run(); });
         return *seen;
     }
 
@@ -177,16 +145,6 @@ protected:
 
     void putChromiumInCache() const {
         ASSERT_TRUE(QDir().mkpath(Locations::playwrightCacheDir() + u"/chromium-1187"_s));
-    }
-
-    // An installer script read from disk through curl, for outcomes the simulator's script doesn't have.
-    void serveScriptFromFile(const QString& script) {
-        const QString path = logDir.path() + u"/install.sh"_s;
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(script.toUtf8());
-        file.close();
-        env.set("NORVANE_UV_INSTALLER_URL", (u"file://"_s + path).toUtf8());
     }
 
     QString toolsPath() const {
@@ -277,7 +235,7 @@ TEST_F(BootstrapRunTest, InstallDeniedPermissionSaysSo) {
 TEST_F(BootstrapRunTest, InstallThatLeavesNoUvFailsWithoutDetail) {
     if (systemUvExists())
         GTEST_SKIP() << "a uv is installed system-wide";
-    serveScriptFromFile(u"echo 'everything is fine'\n"_s);
+    serveInstallerScript("echo 'everything is fine'\n");
     Bootstrap bootstrap(log);
     runToEnd(bootstrap);
     EXPECT_EQ(bootstrap.state(), Bootstrap::State::failed(
@@ -289,7 +247,7 @@ TEST_F(BootstrapRunTest, InstallThatLeavesNoUvFailsWithoutDetail) {
 TEST_F(BootstrapRunTest, InstallerScriptThatFailsGivesItsOutputAsDetail) {
     if (systemUvExists())
         GTEST_SKIP() << "a uv is installed system-wide";
-    serveScriptFromFile(u"echo 'checksum mismatch'\nexit 3\n"_s);
+    serveInstallerScript("echo 'checksum mismatch'\nexit 3\n");
     Bootstrap bootstrap(log);
     runToEnd(bootstrap);
     EXPECT_EQ(bootstrap.state(), Bootstrap::State::failed(uvOther));
@@ -360,7 +318,7 @@ TEST_F(BootstrapRunTest, DependencyInstallRunsOnlineWithTheWarmListAndTheToolsEn
 }
 
 TEST_F(BootstrapRunTest, DependencyInstallThatCannotLaunchSaysWhy) {
-    writeExecutable(uvPath(), u"#!/nonexistent/interpreter\n"_s);
+    writeExecutable(uvPath(), "#!/nonexistent/interpreter\n");
     ConsoleCapture console;
     Bootstrap bootstrap(log);
     runToEnd(bootstrap);
@@ -427,7 +385,7 @@ TEST_F(BootstrapRunTest, WarmUpRunsTheWarmCommandAndLogsItsSuccess) {
 
 TEST_F(BootstrapRunTest, FailedWarmUpLogsItsExitAndTheStartOfItsOutput) {
     writeExecutable(uvPath(),
-                    u"#!/bin/sh\nprintf 'x%.0s' $(seq 1 150)\nprintf 'y%.0s' $(seq 1 150) >&2\nexit 3\n"_s);
+                    "#!/bin/sh\nprintf 'x%.0s' $(seq 1 150)\nprintf 'y%.0s' $(seq 1 150) >&2\nexit 3\n");
     Bootstrap::warmCacheInBackground(log);
     QPointer<WarmingTask> task = Bootstrap::warmingTask();
     ASSERT_TRUE(task);
@@ -438,7 +396,7 @@ TEST_F(BootstrapRunTest, FailedWarmUpLogsItsExitAndTheStartOfItsOutput) {
 }
 
 TEST_F(BootstrapRunTest, WarmUpThatCannotLaunchLogsWhyAndEnds) {
-    writeExecutable(uvPath(), u"#!/nonexistent/interpreter\n"_s);
+    writeExecutable(uvPath(), "#!/nonexistent/interpreter\n");
     Bootstrap::warmCacheInBackground(log);
     EXPECT_TRUE(QTest::qWaitFor([] { return Bootstrap::warmingTask() == nullptr; }, 10'000));
     EXPECT_TRUE(logText(log).contains(u"WARN  [Bootstrap] dep warming failed to launch: "_s));

@@ -26,19 +26,6 @@ namespace {
 
 const QString deps = u"requests==2.33.1,aioquic==1.3.0,yt-dlp"_s;
 
-bool systemUvExists() {
-    return QFileInfo::exists(u"/opt/homebrew/bin/uv"_s) || QFileInfo::exists(u"/usr/local/bin/uv"_s);
-}
-
-void writeExecutable(const QString& path, const QByteArray& content) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(content);
-    file.close();
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-}
-
 class PythonProcessTest : public ::testing::Test {
 protected:
     void SetUp() override {

@@ -2,7 +2,7 @@
 
 #include "core/NorvaneApp.h"
 #include "screens/BootstrapScreen.h"
-#include "support/BootstrapScreenFixture.h"
+#include "support/BootstrapSandbox.h"
 #include "views/MainWindow.h"
 
 #include <gtest/gtest.h>
