@@ -252,6 +252,10 @@ void AppState::finishingWaitRanOut() {
         setScreen(Screen::celebration);
 }
 
+void AppState::bootstrapFinished() {
+    setScreen(Screen::setup);
+}
+
 void AppState::showResults() {
     setScreen(Screen::results);
 }

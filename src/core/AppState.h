@@ -70,6 +70,8 @@ public:
     // The finishing screen waited long enough for a termination notice that never came: a capture still
     // finishing moves on to the celebration, with or without its complete event.
     void finishingWaitRanOut();
+    // The first-run install ended ready: the setup screen follows.
+    void bootstrapFinished();
     // Shows the results of what the session holds, such as the partial results of a failed run.
     void showResults();
     void enterDiagnostics(const QString& processError);
@@ -92,6 +94,7 @@ public:
     void startIdleTimer();
     // The launch sweep, once the window is up: only on the setup screen.
     void runLaunchSweep();
+    // The wake sweep, once the cache warm-up of this moment has ended, whatever the screen.
     void onSystemWake();
     // The network came back: sweeps at once when a retry is pending or the last run had failures.
     void onNetworkReconnected();

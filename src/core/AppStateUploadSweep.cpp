@@ -7,6 +7,7 @@
 #include "base/Settings.h"
 #include "platform/Locations.h"
 #include "services/FileLogger.h"
+#include "subprocess/Bootstrap.h"
 #include "subprocess/PythonProcess.h"
 #include "subprocess/UploadRunner.h"
 
@@ -299,8 +300,11 @@ void AppState::runLaunchSweep() {
 }
 
 void AppState::onSystemWake() {
-    cancelPendingRetry();
-    runUploadSweep(u"system-wake"_s, false);
+    // The sweep's upload tool runs --offline: it waits for the warm-up to fill the cache first.
+    Bootstrap::afterWarmingTask(this, [this] {
+        cancelPendingRetry();
+        runUploadSweep(u"system-wake"_s, false);
+    });
 }
 
 void AppState::onNetworkReconnected() {

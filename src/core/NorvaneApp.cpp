@@ -5,6 +5,7 @@
 #include "platform/WakeWatcher.h"
 #include "services/FileLogger.h"
 #include "services/NetworkMonitor.h"
+#include "subprocess/Bootstrap.h"
 #include "subprocess/CaptureFolder.h"
 #include "subprocess/PythonProcess.h"
 
@@ -84,13 +85,22 @@ void NorvaneApp::cancelQuit() {
 }
 
 void NorvaneApp::windowAppeared() {
-    appState().runLaunchSweep();
+    if (m_crashScan)
+        m_crashScan();
+    if (appState().screen() != AppState::Screen::setup)
+        return;
+    Bootstrap::warmCacheInBackground(m_log);
+    // A capture may start while we wait; the sweep then looks at the screen again and stays away.
+    Bootstrap::afterWarmingTask(this, [this] { appState().runLaunchSweep(); });
 }
 
 void NorvaneApp::handleWake() {
     m_log.info(tag, u"system wake detected"_s);
     // The network needs a moment after a wake before a sweep can reach anything.
-    Time::scheduler().post(wakeDelaySeconds, this, [this] { appState().onSystemWake(); });
+    Time::scheduler().post(wakeDelaySeconds, this, [this] {
+        Bootstrap::warmCacheInBackground(m_log);
+        appState().onSystemWake();
+    });
 }
 
 void NorvaneApp::handleTermination() {

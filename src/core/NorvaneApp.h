@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 
 class AppState;
@@ -39,10 +40,14 @@ public:
     // The quit has been decided: windows that would ask again let it through.
     bool isQuitting() const { return m_quitting; }
 
-    // The main window's content has appeared: the first upload sweep, on the setup screen only. The
-    // crash scan and the cache warm-up of this moment are not part of it yet.
+    // The background scan for crash reports that the launch starts; nothing waits for it.
+    void setCrashScan(std::function<void()> scan) { m_crashScan = std::move(scan); }
+
+    // The main window's content has appeared: the crash scan always; on the setup screen the cache
+    // warm-up, and once it has ended the first upload sweep, if the screen is still setup by then.
     void windowAppeared();
-    // The machine woke from sleep: an upload sweep follows after a short delay.
+    // The machine woke from sleep: after a short delay the cache warm-up, and the wake sweep once the
+    // warm-up has ended.
     void handleWake();
     // The last word on a quit by any route.
     void handleTermination();
@@ -59,4 +64,5 @@ private:
     bool m_showQuitConfirmation = false;
     bool m_terminated = false;
     bool m_quitting = false;
+    std::function<void()> m_crashScan;
 };

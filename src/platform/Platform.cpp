@@ -60,4 +60,9 @@ QString siteUrl() {
     return url;
 }
 
+QString uvInstallerUrl() {
+    const QString url = qEnvironmentVariable("NORVANE_UV_INSTALLER_URL");
+    return url.isEmpty() ? QString::fromUtf8(BuildInfo::uvInstallerUrl) : url;
+}
+
 } // namespace Platform

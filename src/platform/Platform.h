@@ -19,5 +19,8 @@ QString osVersion();
 QString osLaunchField();
 // The project's web site, without a trailing slash; NORVANE_SITE_URL overrides the build setting.
 QString siteUrl();
+// The uv installer script that a first launch pipes into sh; NORVANE_UV_INSTALLER_URL overrides the
+// build setting, so that tests and the demo serve a script of their own on loopback.
+QString uvInstallerUrl();
 
 } // namespace Platform

@@ -1,5 +1,7 @@
 #include "screens/NetworkPresets.h"
 
+#include "subprocess/BundleResource.h"
+
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -11,7 +13,9 @@
 
 using namespace Qt::StringLiterals;
 
-const QString NetworkPresets::airlineResourcePath = u":/norvane/airline_wifi_lookup.json"_s;
+QString NetworkPresets::airlineListPath() {
+    return BundleResource::url(u"airline_wifi_lookup"_s, u"json"_s).value_or(QString());
+}
 
 const QStringList& NetworkPresets::popular() {
     static const QStringList presets = build(loadAirlineSSIDs());

@@ -8,10 +8,10 @@
 // in-flight Wi-Fi name for each airline the program knows.
 class NetworkPresets {
 public:
-    // Where the airline list is compiled in.
-    static const QString airlineResourcePath;
+    // Where the airline list is among the data files; empty when it is nowhere.
+    static QString airlineListPath();
 
-    // Built on first use from the compiled-in airline list, then kept.
+    // Built on first use from the airline list among the data files, then kept.
     static const QStringList& popular();
 
     // "Hotel WiFi", "Office WiFi", … in the order they are offered.
@@ -22,7 +22,7 @@ public:
     // The first network name of each airline in a file, airlines sorted by region and then by name.
     // A missing or unreadable file, or one that isn't an object with an "airlines" object, gives an
     // empty list without a word.
-    static QStringList loadAirlineSSIDs(const QString& path = airlineResourcePath);
+    static QStringList loadAirlineSSIDs(const QString& path = airlineListPath());
     static QStringList airlineSSIDs(const QByteArray& json);
 
     // "US" 0, "CA" 1, "EU" 2, "ME" 3, "APAC" 4, "LATAM" 5, anything else 99.

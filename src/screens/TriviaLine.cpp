@@ -1,5 +1,7 @@
 #include "screens/TriviaLine.h"
 
+#include "subprocess/BundleResource.h"
+
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -9,8 +11,6 @@
 
 using namespace Qt::StringLiterals;
 
-const QString TriviaContent::factsResource = u":/norvane/aviation_facts.json"_s;
-const QString TriviaContent::appreciationsResource = u":/norvane/appreciation.json"_s;
 const QString TriviaContent::fallbackText = u"Measuring your connection..."_s;
 
 namespace {
@@ -58,12 +58,14 @@ QList<TriviaContent::Appreciation> TriviaContent::loadAppreciations(const QStrin
 }
 
 const QList<TriviaContent::Fact>& TriviaContent::facts() {
-    static const QList<Fact> loaded = loadFacts(factsResource);
+    static const QList<Fact> loaded =
+        loadFacts(BundleResource::url(u"aviation_facts"_s, u"json"_s).value_or(QString()));
     return loaded;
 }
 
 const QList<TriviaContent::Appreciation>& TriviaContent::appreciations() {
-    static const QList<Appreciation> loaded = loadAppreciations(appreciationsResource);
+    static const QList<Appreciation> loaded =
+        loadAppreciations(BundleResource::url(u"appreciation"_s, u"json"_s).value_or(QString()));
     return loaded;
 }
 

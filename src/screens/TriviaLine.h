@@ -29,12 +29,10 @@ public:
 
     static constexpr double shortRunLimitSeconds = 300;
     static constexpr int appreciationEvery = 5;
-    static const QString factsResource;
-    static const QString appreciationsResource;
     // What the line says when there is no fact to tell.
     static const QString fallbackText;
 
-    // The rows of the compiled-in resources, read once on first use.
+    // The rows of the data files, read once on first use.
     static const QList<Fact>& facts();
     static const QList<Appreciation>& appreciations();
     // A file that is missing, isn't a JSON array of objects with the two text keys, or can't be read
@@ -45,7 +43,7 @@ public:
     // and for a run without end.
     static QStringList categoriesFor(std::optional<double> durationSecs);
 
-    // From the compiled-in resources, shuffled by the system's random source.
+    // From the data files, shuffled by the system's random source.
     explicit TriviaContent(std::optional<double> durationSecs);
     TriviaContent(std::optional<double> durationSecs, const QList<Fact>& facts,
                   const QList<Appreciation>& appreciations, quint32 seed);
@@ -84,7 +82,7 @@ public:
     using ContentFactory = std::function<TriviaContent(std::optional<double> durationSecs)>;
 
     // `durationSecs` is the capture's length, absent for a run without end. Without a factory the
-    // content comes from the compiled-in resources.
+    // content comes from the data files.
     explicit TriviaLine(std::optional<double> durationSecs, ContentFactory factory = {},
                         QObject* parent = nullptr);
 

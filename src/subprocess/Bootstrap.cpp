@@ -4,15 +4,19 @@
 #include "base/NumberText.h"
 #include "base/ToolSearchPath.h"
 #include "platform/Locations.h"
+#include "platform/Platform.h"
 #include "services/FileLogger.h"
 #include "subprocess/ChildProcess.h"
 #include "subprocess/LineBuffer.h"
 #include "subprocess/PythonProcess.h"
+#include "subprocess/WarmingTask.h"
 
 #include <QFileInfo>
 #include <QPointer>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QStringDecoder>
+#include <QtDebug>
 
 #include <algorithm>
 #include <memory>
@@ -45,7 +49,300 @@ std::function<void(Args...)> deferred(QObject* context,
     };
 }
 
+QString boolText(bool value) {
+    return value ? u"true"_s : u"false"_s;
+}
+
+// Seconds with one decimal, as the log's timings read.
+QString secondsSince(const QDateTime& start) {
+    return QString::number(start.msecsTo(Time::clock().now()) / 1000.0, 'f', 1) + u's';
+}
+
+// A child's whole output as text; output that isn't UTF-8 counts as none at all.
+QString decodeOutput(const QByteArray& bytes) {
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    QString text = decoder.decode(bytes);
+    return decoder.hasError() ? QString() : text;
+}
+
+// Console lines carry the "[norvane] " prefix through the program's message pattern.
+void console(const QString& text) {
+    qInfo().noquote() << text;
+}
+
+// curl -S writes "curl: (7) Failed to connect ..." and the like at the start of a line.
+bool curlFailed(const QString& output) {
+    static const QRegularExpression curlError(uR"(^curl: \(\d+\))"_s, QRegularExpression::MultilineOption);
+    return curlError.match(output).hasMatch();
+}
+
+// What an installer step says on the console and in its output when it goes wrong.
+struct StepTexts {
+    QString spawnFailureConsole; // followed by the spawn error's description
+    QString spawnFailureOutput;  // likewise
+    QString exitFailureConsole;  // followed by the child's output
+};
+
+// Runs `process` to its end and hands `done` its outcome on the main thread, never once `context` is
+// gone. The process cleans up after itself, so that it may outlive whoever started it.
+void runToEnd(QProcess* process, QObject* context, const StepTexts& texts,
+              std::function<void(const Bootstrap::ProcessResult&)> done) {
+    const auto answer = deferred<const Bootstrap::ProcessResult&>(context, std::move(done));
+    QObject::connect(process, &QProcess::errorOccurred, process,
+                     [process, answer, texts](QProcess::ProcessError error) {
+                         if (error != QProcess::FailedToStart)
+                             return;
+                         const QString description = process->errorString();
+                         console(texts.spawnFailureConsole + description);
+                         process->deleteLater();
+                         answer({false, texts.spawnFailureOutput + description});
+                     });
+    QObject::connect(process, &QProcess::finished, process,
+                     [process, answer, texts](int exitCode, QProcess::ExitStatus status) {
+                         const QString output = decodeOutput(process->readAll());
+                         process->deleteLater();
+                         const bool success = status == QProcess::NormalExit && exitCode == 0;
+                         if (!success)
+                             console(texts.exitFailureConsole + output);
+                         answer({success, output});
+                     });
+    process->start();
+}
+
+// The one warm-up of this moment; it deletes itself once it has ended and its child is gone.
+QPointer<WarmingTask>& currentWarmingTask() {
+    static QPointer<WarmingTask> task;
+    return task;
+}
+
 } // namespace
+
+const QString Bootstrap::initialProgressMessage = u"Checking setup..."_s;
+const QString Bootstrap::uvMissingAfterInstallMessage =
+    u"uv was installed but could not be found. Try restarting the app."_s;
+const QString Bootstrap::noInternetMessage = u"No internet connection. Connect to a network and try again."_s;
+
+QString Bootstrap::State::name() const {
+    switch (kind) {
+    case Kind::checking:
+        return u"checking"_s;
+    case Kind::installingUV:
+        return u"installingUV"_s;
+    case Kind::installingDeps:
+        return u"installingDeps"_s;
+    case Kind::ready:
+        return u"ready"_s;
+    case Kind::failed:
+        break;
+    }
+    return u"failed"_s;
+}
+
+Bootstrap::Bootstrap(FileLogger& log, QObject* parent)
+    : QObject(parent)
+    , m_log(log)
+    , m_progressMessage(initialProgressMessage) {}
+
+Bootstrap::~Bootstrap() = default;
+
+// --- The first-run install -----------------------------------------------------------------------
+
+void Bootstrap::run() {
+    const quint64 run = ++m_runCount;
+    setState(State::checking());
+    setDiagnosticDetail(std::nullopt);
+    setProgressMessage(u"Checking for uv..."_s);
+    m_log.info(tag, u"bootstrap starting"_s);
+
+    if (findUV(m_log)) {
+        installDeps(run);
+        return;
+    }
+    const QDateTime started =
+        beginStep(State::installingUV(), u"Downloading tools (1 of 2)..."_s, u"installing uv..."_s);
+    installUV(stepEnd(run, started, u"uv install failed"_s, &classifyUVError, [this, run, started] {
+        m_log.info(tag, u"uv installed ("_s + secondsSince(started) + u')');
+        installDeps(run);
+    }));
+}
+
+void Bootstrap::installDeps(quint64 run) {
+    const std::optional<QString> uv = findUV(m_log);
+    if (!uv) {
+        m_log.error(tag, u"uv installed but not found on disk"_s);
+        setState(State::failed(uvMissingAfterInstallMessage));
+        emit runFinished();
+        return;
+    }
+    const QDateTime started =
+        beginStep(State::installingDeps(), u"Installing Python and dependencies (2 of 2)..."_s,
+                  u"warming dependencies..."_s);
+    warmDeps(*uv, stepEnd(run, started, u"deps install failed"_s, &classifyDepsError, [this, started] {
+        m_log.info(tag, u"bootstrap complete ("_s + secondsSince(started) + u')');
+        setState(State::ready());
+        setProgressMessage(u"Ready"_s);
+        emit runFinished();
+    }));
+}
+
+QDateTime Bootstrap::beginStep(State state, const QString& progressMessage, const QString& logLine) {
+    setState(std::move(state));
+    setProgressMessage(progressMessage);
+    m_log.info(tag, logLine);
+    return Time::clock().now();
+}
+
+std::function<void(const Bootstrap::ProcessResult&)> Bootstrap::stepEnd(quint64 run, const QDateTime& started,
+                                                                        const QString& what,
+                                                                        QString (*classify)(const QString&),
+                                                                        std::function<void()> next) {
+    return [this, run, started, what, classify, next = std::move(next)](const ProcessResult& result) {
+        if (run != m_runCount)
+            return;
+        if (result.success) {
+            next();
+            return;
+        }
+        const QString message = classify(result.output);
+        m_log.error(tag, what + u" ("_s + secondsSince(started) + u"): "_s + message);
+        setDiagnosticDetail(result.output);
+        setState(State::failed(message));
+        emit runFinished();
+    };
+}
+
+void Bootstrap::installUV(std::function<void(const ProcessResult&)> done) {
+    QProcess* process = newJoinedProcess(u"/bin/sh"_s, {u"-c"_s, installCommand(Platform::uvInstallerUrl())},
+                                         QProcessEnvironment::systemEnvironment());
+    runToEnd(process, this,
+             {u"[bootstrap] failed to run uv installer: "_s, u"Failed to launch installer: "_s,
+              u"[bootstrap] uv install failed: "_s},
+             [done = std::move(done)](const ProcessResult& result) {
+                 // The pipe's status is sh's, and sh exits 0 on the empty script of a failed download:
+                 // curl's own error line (-S shows it) is what tells that the download failed.
+                 if (result.success && curlFailed(result.output)) {
+                     console(u"[bootstrap] uv install failed: "_s + result.output);
+                     done({false, result.output});
+                     return;
+                 }
+                 done(result);
+             });
+}
+
+void Bootstrap::warmDeps(const QString& uvPath, std::function<void(const ProcessResult&)> done) {
+    const bool withBrowser = chromiumInstalled();
+    m_log.info(tag, u"warming deps (playwright="_s + boolText(withBrowser) + u')');
+    QProcess* process = newJoinedProcess(uvPath, warmArguments(warmDependencyList(withBrowser)),
+                                         dependencyRunEnvironment(QProcessEnvironment::systemEnvironment()));
+    runToEnd(process, this,
+             {u"[bootstrap] failed to run uv: "_s, u"Failed to launch uv: "_s,
+              u"[bootstrap] deps install failed: "_s},
+             std::move(done));
+}
+
+QString Bootstrap::classifyUVError(const QString& output) {
+    if (output.contains(u"Could not resolve host"_s) || output.contains(u"Failed to connect"_s))
+        return noInternetMessage;
+    if (output.contains(u"permission denied"_s) || output.contains(u"Permission denied"_s))
+        return u"Permission denied while installing tools. Try running the app as an administrator."_s;
+    return u"Could not install uv package manager. See details below."_s;
+}
+
+QString Bootstrap::classifyDepsError(const QString& output) {
+    if (output.contains(u"does not satisfy"_s) && output.contains(u"Python"_s))
+        return u"Python version conflict. The app will download a compatible version — please retry."_s;
+    if (output.contains(u"No solution found"_s))
+        return u"Package dependency conflict. See details below."_s;
+    if (output.contains(u"Could not resolve host"_s) || output.contains(u"Failed to connect"_s))
+        return noInternetMessage;
+    if (output.contains(u"SSL"_s) || output.contains(u"certificate"_s))
+        return u"SSL/certificate error — a corporate proxy may be blocking downloads. See details below."_s;
+    return u"Could not install Python dependencies. See details below."_s;
+}
+
+void Bootstrap::setState(State state) {
+    if (m_state == state)
+        return;
+    m_state = std::move(state);
+    emit stateChanged();
+}
+
+void Bootstrap::setProgressMessage(const QString& text) {
+    if (m_progressMessage == text)
+        return;
+    m_progressMessage = text;
+    emit progressMessageChanged();
+}
+
+void Bootstrap::setDiagnosticDetail(const std::optional<QString>& detail) {
+    if (m_diagnosticDetail == detail)
+        return;
+    m_diagnosticDetail = detail;
+    emit diagnosticDetailChanged();
+}
+
+// --- Installer command lines ---------------------------------------------------------------------
+
+QString Bootstrap::installCommand(const QString& installerUrl) {
+    return u"curl -LsSf "_s + installerUrl + u" | sh"_s;
+}
+
+QString Bootstrap::warmDependencyList(bool includePlaywright) {
+    QString list = u"requests==2.33.1,boto3==1.42.84,aioquic==1.3.0,yt-dlp"_s;
+    if (includePlaywright)
+        list += u',' + PythonProcess::playwrightDependency;
+    return list;
+}
+
+QStringList Bootstrap::warmArguments(const QString& dependencyList) {
+    // Online on purpose: this run is what lets the later --offline runs find everything.
+    return {u"run"_s,       u"--python"_s, u"3.12"_s, u"--with"_s,
+            dependencyList, u"python"_s,   u"-c"_s,   u"print('deps ok')"_s};
+}
+
+QProcess* Bootstrap::newJoinedProcess(const QString& program, const QStringList& arguments,
+                                      const QProcessEnvironment& environment) {
+    auto* process = new QProcess;
+    process->setProgram(program);
+    process->setArguments(arguments);
+    process->setProcessEnvironment(environment);
+    process->setProcessChannelMode(QProcess::MergedChannels);
+    process->setStandardInputFile(QProcess::nullDevice());
+    ChildProcess::dieWithParent(*process);
+    return process;
+}
+
+// --- The background warm-up ----------------------------------------------------------------------
+
+void Bootstrap::warmCacheInBackground(FileLogger& log) {
+    const std::optional<QString> uv = findUV(log);
+    if (!uv)
+        return;
+    cancelWarmingTask();
+    auto* task = new WarmingTask(*uv, chromiumInstalled(), log);
+    currentWarmingTask() = task;
+    task->start();
+}
+
+WarmingTask* Bootstrap::warmingTask() {
+    return currentWarmingTask().data();
+}
+
+void Bootstrap::cancelWarmingTask() {
+    if (WarmingTask* task = warmingTask())
+        task->cancel();
+}
+
+void Bootstrap::afterWarmingTask(QObject* context, std::function<void()> then) {
+    WarmingTask* task = warmingTask();
+    if (!task || task->hasEnded()) {
+        then();
+        return;
+    }
+    QObject::connect(task, &WarmingTask::ended, context, std::move(then), Qt::SingleShotConnection);
+}
+
+// --- Where uv is ---------------------------------------------------------------------------------
 
 QStringList Bootstrap::uvCandidates() {
     return Locations::uvCandidates();
@@ -97,13 +394,8 @@ void Bootstrap::verifyPlaywrightOffline(QObject* context, std::function<void(boo
     }
 
     // No parent: the check may outlive whoever asked, and a QProcess must not die before its child.
-    auto* process = new QProcess;
-    process->setProgram(*uv);
-    process->setArguments(playwrightCheckArguments());
-    process->setProcessEnvironment(dependencyRunEnvironment(QProcessEnvironment::systemEnvironment()));
-    process->setProcessChannelMode(QProcess::MergedChannels);
-    process->setStandardInputFile(QProcess::nullDevice());
-    ChildProcess::dieWithParent(*process);
+    QProcess* process = newJoinedProcess(*uv, playwrightCheckArguments(),
+                                         dependencyRunEnvironment(QProcessEnvironment::systemEnvironment()));
 
     // Whichever comes first of the time-out, a failed spawn and the child's end decides; the others
     // find the run resolved and only clean up.

@@ -3,6 +3,7 @@
 #include "base/ToolSearchPath.h"
 #include "platform/Locations.h"
 #include "platform/Platform.h"
+#include "subprocess/Bootstrap.h"
 #include "subprocess/CaptureFolder.h"
 #include "subprocess/ChildProcess.h"
 #include "subprocess/LineBuffer.h"
@@ -21,7 +22,6 @@ using namespace Qt::StringLiterals;
 
 const QString PythonProcess::captureDependencies = u"requests==2.33.1,aioquic==1.3.0,yt-dlp"_s;
 const QString PythonProcess::playwrightDependency = u"playwright==1.55.0"_s;
-const QString PythonProcess::uvInstallerUrl = u"https://astral.sh/uv/install.sh"_s;
 const QString PythonProcess::notRespondingMessage =
     u"The capture tool started but is not responding. This may indicate a Python configuration issue — "
     u"try reinstalling the app."_s;
@@ -232,8 +232,8 @@ QString PythonProcess::csvPath(const QString& outputDirectory, const QDateTime& 
 void PythonProcess::launch(const CaptureConfig& config, bool includePlaywright) {
     if (m_state.kind != State::Kind::idle)
         return;
-    if (m_cancelWarmUp)
-        m_cancelWarmUp();
+    // The warm-up and the capture must not fight over uv's cache.
+    Bootstrap::cancelWarmingTask();
     m_log.info(tag, u"launching subprocess (playwright="_s + boolText(includePlaywright) + u')');
 
     if (includePlaywright)
@@ -265,7 +265,8 @@ void PythonProcess::launch(const CaptureConfig& config, bool includePlaywright) 
     const std::optional<QString> uv = findUV(m_log);
     if (!uv) {
         m_log.error(tag, u"uv not found, cannot start capture"_s);
-        setState(State::failed(u"uv not found. Run: curl -LsSf "_s + uvInstallerUrl + u" | sh"_s));
+        setState(
+            State::failed(u"uv not found. Run: curl -LsSf "_s + Platform::uvInstallerUrl() + u" | sh"_s));
         return;
     }
     m_log.info(tag, u"starting subprocess uv="_s + *uv + u" output="_s + output);

@@ -61,8 +61,6 @@ public:
     // --offline run finds them missing.
     static const QString captureDependencies;
     static const QString playwrightDependency;
-    // The official installer script of uv, for the sentence shown when uv is missing.
-    static const QString uvInstallerUrl;
 
     static const QString notRespondingMessage;
     static const QString stopTimedOutMessage;
@@ -91,9 +89,6 @@ public:
     void setOnEvent(std::function<void(const JSONEvent&)> callback) { m_onEvent = std::move(callback); }
     // Called once a run has ended for good; not after an exit that leads to the retry.
     void setOnTerminated(std::function<void()> callback) { m_onTerminated = std::move(callback); }
-    // Bootstrap's background warm-up of the package cache: a capture cancels it as it starts, so that
-    // the two don't fight over uv's cache. Nothing is called when no canceller was set.
-    void setWarmUpCanceller(std::function<void()> cancel) { m_cancelWarmUp = std::move(cancel); }
 
     // Starts a capture; does nothing unless the state is idle. Read `state` afterwards: a missing uv
     // or a failed spawn leaves it failed.
@@ -170,7 +165,6 @@ private:
 
     std::function<void(const JSONEvent&)> m_onEvent;
     std::function<void()> m_onTerminated;
-    std::function<void()> m_cancelWarmUp;
 
     // Counts launches, so that the end of a child that a later launch replaced is not taken for the
     // end of the current run.

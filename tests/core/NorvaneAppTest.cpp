@@ -4,7 +4,10 @@
 #include "core/AppState.h"
 #include "core/QuitAlert.h"
 #include "services/FileLogger.h"
+#include "subprocess/Bootstrap.h"
+#include "subprocess/ProcessTestSupport.h"
 #include "subprocess/PythonProcess.h"
+#include "subprocess/WarmingTask.h"
 #include "support/AppStateTestAccess.h"
 #include "support/LoggedText.h"
 #include "support/TempHome.h"
@@ -12,8 +15,11 @@
 #include <gtest/gtest.h>
 
 #include <QFile>
+#include <QFileInfo>
+#include <QPointer>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTest>
 
 using namespace Qt::StringLiterals;
 using Screen = AppState::Screen;
@@ -66,6 +72,29 @@ protected:
     FileLogger log{logDir.path()};
 
     QString logText() { return loggedText(log); }
+
+    void TearDown() override {
+        // No warm-up may outlive its test: stop the last one and wait for its child.
+        if (QPointer<WarmingTask> task = Bootstrap::warmingTask()) {
+            task->cancel();
+            time.advance(Bootstrap::warmingPollSeconds);
+            EXPECT_TRUE(QTest::qWaitFor([&task] { return task.isNull(); }, 20'000));
+        }
+    }
+};
+
+// A home whose uv is the simulator, with a warm-up that takes its time.
+class NorvaneAppLaunchTest : public NorvaneAppTest {
+protected:
+    ScopedEnv env;
+
+    void SetUp() override {
+        home.installFakeUv();
+        env.set("NORVANE_SIM_SPEED", "1");
+        env.set("NORVANE_SIM_BOOTSTRAP", "slow");
+    }
+
+    int launchSweeps() { return logText().count(u"(app-launch)"_s); }
 };
 
 TEST_F(NorvaneAppTest, LaunchLinesNameVersionLogAndCaptureFolder) {
@@ -119,4 +148,64 @@ TEST_F(NorvaneAppTest, WakeIsLogged) {
     NorvaneApp app(log);
     app.handleWake();
     EXPECT_TRUE(logText().contains(u"INFO  [App] system wake detected"_s));
+}
+
+TEST_F(NorvaneAppTest, UvMissingShowsTheBootstrapScreenScansForCrashesAndRunsNoLaunchSweep) {
+    if (QFileInfo::exists(u"/opt/homebrew/bin/uv"_s) || QFileInfo::exists(u"/usr/local/bin/uv"_s))
+        GTEST_SKIP() << "a uv is installed system-wide";
+    NorvaneApp app(log);
+    int crashScans = 0;
+    app.setCrashScan([&crashScans] { ++crashScans; });
+    app.windowAppeared();
+    EXPECT_EQ(app.appState().screen(), Screen::bootstrapping);
+    EXPECT_EQ(crashScans, 1);
+    EXPECT_EQ(Bootstrap::warmingTask(), nullptr) << "no warm-up without uv";
+    QTest::qWait(50);
+    EXPECT_FALSE(logText().contains(u"app-launch"_s));
+    EXPECT_TRUE(logText().contains(u"INFO  [AppState] uv not found, starting with bootstrap screen"_s));
+}
+
+TEST_F(NorvaneAppLaunchTest, LaunchSweepWaitsForTheWarmUp) {
+    NorvaneApp app(log);
+    int crashScans = 0;
+    app.setCrashScan([&crashScans] { ++crashScans; });
+    app.windowAppeared();
+    EXPECT_EQ(crashScans, 1);
+    QPointer<WarmingTask> task = Bootstrap::warmingTask();
+    ASSERT_TRUE(task);
+    EXPECT_EQ(launchSweeps(), 0) << "the warm-up is still running";
+
+    task->cancel();
+    time.advance(Bootstrap::warmingPollSeconds);
+    EXPECT_EQ(launchSweeps(), 1) << "the wait is over and the screen is still setup";
+}
+
+TEST_F(NorvaneAppLaunchTest, CaptureStartedWhileTheLaunchTaskWaitsRunsNoLaunchSweep) {
+    NorvaneApp app(log);
+    app.windowAppeared();
+    QPointer<WarmingTask> task = Bootstrap::warmingTask();
+    ASSERT_TRUE(task);
+
+    app.appState().startCapture(CaptureConfig{});
+    ASSERT_EQ(app.appState().screen(), Screen::running);
+    EXPECT_TRUE(task->isCancelled()) << "the capture stops the warm-up";
+    time.advance(Bootstrap::warmingPollSeconds);
+    EXPECT_TRUE(task->hasEnded());
+    EXPECT_EQ(launchSweeps(), 0);
+    app.appState().pythonProcess().reset();
+}
+
+TEST_F(NorvaneAppLaunchTest, WakeWarmsTheCacheAfterFiveSecondsAndSweepsOnceTheWarmUpEnds) {
+    NorvaneApp app(log);
+    app.handleWake();
+    time.advance(NorvaneApp::wakeDelaySeconds - 0.1);
+    EXPECT_EQ(Bootstrap::warmingTask(), nullptr);
+    time.advance(0.1);
+    QPointer<WarmingTask> task = Bootstrap::warmingTask();
+    ASSERT_TRUE(task);
+    EXPECT_FALSE(logText().contains(u"(system-wake)"_s)) << "the sweep waits for the warm-up";
+
+    task->cancel();
+    time.advance(Bootstrap::warmingPollSeconds);
+    EXPECT_TRUE(logText().contains(u"(system-wake)"_s));
 }

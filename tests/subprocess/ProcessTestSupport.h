@@ -6,8 +6,12 @@
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 
+#include <gtest/gtest.h>
+
 #include <QByteArray>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QMutex>
 #include <QRegularExpression>
 #include <QString>
@@ -139,4 +143,20 @@ private:
 // Whether a process id still names a process of any state, zombies included.
 inline bool processExists(qint64 pid) {
     return pid > 0 && ::kill(static_cast<pid_t>(pid), 0) == 0;
+}
+
+// A uv outside the home, which a test that needs uv missing can't take away.
+inline bool systemUvExists() {
+    return QFileInfo::exists(QStringLiteral("/opt/homebrew/bin/uv")) ||
+           QFileInfo::exists(QStringLiteral("/usr/local/bin/uv"));
+}
+
+// An executable file of the test's own, such as a uv that behaves in one particular way.
+inline void writeExecutable(const QString& path, const QByteArray& content) {
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(content);
+    file.close();
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }

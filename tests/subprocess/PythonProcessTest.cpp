@@ -26,19 +26,6 @@ namespace {
 
 const QString deps = u"requests==2.33.1,aioquic==1.3.0,yt-dlp"_s;
 
-bool systemUvExists() {
-    return QFileInfo::exists(u"/opt/homebrew/bin/uv"_s) || QFileInfo::exists(u"/usr/local/bin/uv"_s);
-}
-
-void writeExecutable(const QString& path, const QByteArray& content) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(content);
-    file.close();
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-}
-
 class PythonProcessTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -474,15 +461,14 @@ TEST_F(PythonProcessTest, TheRetryNeedsAConfigKeptForIt) {
 TEST_F(PythonProcessTest, LaunchWithoutUvFailsWithTheInstallSentenceAndStaysFailed) {
     if (systemUvExists())
         GTEST_SKIP() << "a uv is installed system-wide";
-    int warmUpCancels = 0;
-    process.setWarmUpCanceller([&warmUpCancels] { ++warmUpCancels; });
+    ScopedEnv env;
+    env.set("NORVANE_UV_INSTALLER_URL", "http://127.0.0.1:9/uv/install.sh");
     QSignalSpy stateChanges(&process, &PythonProcess::stateChanged);
     CaptureConfig config;
     config.location = u"Lobby"_s;
     process.launch(config, true);
     EXPECT_EQ(process.state(), PythonProcess::State::failed(
-                                   u"uv not found. Run: curl -LsSf https://astral.sh/uv/install.sh | sh"_s));
-    EXPECT_EQ(warmUpCancels, 1);
+                                   u"uv not found. Run: curl -LsSf http://127.0.0.1:9/uv/install.sh | sh"_s));
     EXPECT_EQ(stateChanges.count(), 2) << "starting, then failed";
     EXPECT_EQ(process.pendingRetryConfig(), config) << "kept from step 4, before uv is looked for";
     EXPECT_EQ(log(), (QStringList{u"INFO  [PythonProcess] launching subprocess (playwright=true)"_s,
@@ -493,7 +479,6 @@ TEST_F(PythonProcessTest, LaunchWithoutUvFailsWithTheInstallSentenceAndStaysFail
 
     // Only idle lets a launch proceed.
     process.launch(config, false);
-    EXPECT_EQ(warmUpCancels, 1);
     EXPECT_TRUE(process.state().isFailed());
     EXPECT_EQ(log().size(), 3);
     EXPECT_EQ(terminated, 0);

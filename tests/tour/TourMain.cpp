@@ -8,6 +8,7 @@
 #include "core/AppState.h"
 #include "core/NorvaneApp.h"
 #include "platform/Locations.h"
+#include "screens/BootstrapScreen.h"
 #include "screens/CapturePickerScreen.h"
 #include "screens/DiagnosticsScreen.h"
 #include "screens/SettingsScreen.h"
@@ -15,7 +16,9 @@
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"
+#include "support/BootstrapTestAccess.h"
 #include "support/NetworkFakes.h"
+#include "views/BootstrapView.h"
 #include "views/CapturePickerWindow.h"
 #include "views/DiagnosticsView.h"
 #include "views/MainWindow.h"
@@ -33,8 +36,10 @@
 #include <QPainter>
 #include <QPixmap>
 #include <QProcess>
+#include <QPushButton>
 #include <QSet>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QTextStream>
 
 #include <functional>
@@ -230,6 +235,24 @@ int main(int argc, char* argv[]) {
         settle();
     };
     QTemporaryDir emptyFolder;
+    // The first launch's screen: one real run that fails, then each state of the installer as it shows.
+    auto bootstrapView = [&] { return window.findChild<BootstrapView*>(); };
+    auto runBootstrap = [&](const std::function<void()>& start) {
+        start();
+        QElapsedTimer waited;
+        waited.start();
+        while (bootstrapView() && !bootstrapView()->screen().bootstrap().state().isFailed() &&
+               waited.elapsed() < 60'000)
+            QApplication::processEvents(QEventLoop::AllEvents, 20);
+        settle();
+    };
+    auto showBootstrap = [&](Bootstrap::State bootstrapState, const QString& progress) {
+        BootstrapTestAccess::show(bootstrapView()->screen().bootstrap(), std::move(bootstrapState), progress);
+    };
+    auto clickButton = [](QPushButton* button) {
+        QTest::mouseClick(button, Qt::LeftButton);
+        settle();
+    };
     const QList<Stop> stops = {
         {u"setup-empty"_s, [] {}},
         {u"setup-suggestions"_s, [&] { TourSteps::openSuggestions(window); }},
@@ -421,6 +444,34 @@ int main(int argc, char* argv[]) {
          [&] { return settings.data(); }},
         {u"settings-auto-upload-off"_s, [&] { settings->screen().setAutoUpload(false); },
          [&] { return settings.data(); }},
+        {u"bootstrap-checking"_s,
+         [&] {
+             state.newCapture();
+             qputenv("NORVANE_SIM_BOOTSTRAP", "stderr:deps-other");
+             runBootstrap([&] { AppStateTestAccess::setScreen(state, AppState::Screen::bootstrapping); });
+             showBootstrap(Bootstrap::State::checking(), u"Checking for uv..."_s);
+         }},
+        {u"bootstrap-downloading-tools"_s,
+         [&] { showBootstrap(Bootstrap::State::installingUV(), u"Downloading tools (1 of 2)..."_s); }},
+        {u"bootstrap-installing-dependencies"_s,
+         [&] {
+             showBootstrap(Bootstrap::State::installingDeps(),
+                           u"Installing Python and dependencies (2 of 2)..."_s);
+         }},
+        {u"bootstrap-ready"_s, [&] { showBootstrap(Bootstrap::State::ready(), u"Ready"_s); }},
+        {u"bootstrap-failed-without-details"_s,
+         [&] {
+             showBootstrap(Bootstrap::State::failed(Bootstrap::uvMissingAfterInstallMessage),
+                           u"Checking for uv..."_s);
+         }},
+        {u"bootstrap-failed-details-open"_s,
+         [&] {
+             qputenv("NORVANE_SIM_BOOTSTRAP", "stderr:deps-no-solution");
+             runBootstrap([&] { clickButton(bootstrapView()->retryButton()); });
+             qunsetenv("NORVANE_SIM_BOOTSTRAP");
+             clickButton(bootstrapView()->detailsButton());
+         }},
+        {u"bootstrap-copied"_s, [&] { clickButton(bootstrapView()->copyButton()); }},
     };
 
     QTextStream out(stdout);

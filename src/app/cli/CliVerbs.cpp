@@ -4,6 +4,7 @@
 #include "CaptureVerbs.h"
 #include "DiagnoseVerb.h"
 #include "LibraryVerb.h"
+#include "SetupVerb.h"
 
 #include "platform/Locations.h"
 #include "platform/Platform.h"
@@ -51,6 +52,8 @@ const std::vector<CliVerb>& cliVerbs() {
         {u"paths"_s, QString(), u"Show where Norvane keeps captures, its log and its settings."_s, runPaths},
         {u"replay"_s, u"FILE [--json]"_s, u"Feed a recorded event stream through the live reducer."_s,
          runReplayVerb},
+        {u"setup"_s, u"[--json]"_s,
+         u"Install uv and the measurement tool's packages, as a first launch does."_s, runSetupVerb},
         {u"version"_s, QString(), u"Show the version of this program."_s, runVersion},
     };
     return verbs;

@@ -1,5 +1,6 @@
 #include "MainWindow.h"
 
+#include "BootstrapView.h"
 #include "CapturePickerWindow.h"
 #include "CelebrationView.h"
 #include "DestructiveAlert.h"
@@ -17,42 +18,12 @@
 #include <QAction>
 #include <QCloseEvent>
 #include <QDesktopServices>
-#include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QStackedWidget>
 #include <QUrl>
-#include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-// The first-run installation is drawn by a view still to come; until then its page names the screen
-// and shows what went wrong, if anything.
-QWidget* unbuiltScreenPage(AppState& state, AppState::Screen screen) {
-    auto* page = new QWidget;
-    auto* layout = new QVBoxLayout(page);
-    layout->addStretch(2);
-    auto* title = new QLabel(AppState::screenName(screen));
-    QFont titleFont = title->font();
-    titleFont.setPointSizeF(titleFont.pointSizeF() * 1.6);
-    titleFont.setWeight(QFont::DemiBold);
-    title->setFont(titleFont);
-    title->setAlignment(Qt::AlignHCenter);
-    layout->addWidget(title);
-    if (state.errorMessage()) {
-        auto* error = new QLabel(*state.errorMessage());
-        error->setWordWrap(true);
-        error->setAlignment(Qt::AlignHCenter);
-        error->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        layout->addWidget(error);
-    }
-    layout->addStretch(3);
-    return page;
-}
-
-} // namespace
 
 MainWindow::MainWindow(NorvaneApp& app, QWidget* parent)
     : QMainWindow(parent)
@@ -125,7 +96,7 @@ QWidget* MainWindow::makeScreen(AppState::Screen screen) {
     case AppState::Screen::bootstrapping:
         break;
     }
-    return unbuiltScreenPage(state, screen);
+    return new BootstrapView(state);
 }
 
 void MainWindow::showScreen(AppState::Screen screen) {
