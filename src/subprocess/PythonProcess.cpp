@@ -429,12 +429,15 @@ void PythonProcess::handleStandardError(QByteArrayView block) {
 }
 
 void PythonProcess::processLine(const QString& line) {
+    processLine(line, JSONEvent::decode(line.toUtf8()));
+}
+
+void PythonProcess::processLine(const QString& line, std::optional<JSONEvent> decoded) {
     m_rawLines.append(line);
     if (m_rawLines.size() > maxRawLines)
         m_rawLines.remove(0, m_rawLines.size() - maxRawLines);
     emit rawLinesChanged();
 
-    std::optional<JSONEvent> decoded = JSONEvent::decode(line.toUtf8());
     if (!decoded) {
         // A known event with a broken payload reads the same as a line that is no JSON at all.
         console(u"non-JSON stdout: "_s + line);

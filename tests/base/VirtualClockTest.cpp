@@ -156,6 +156,25 @@ TEST(VirtualClock, JumpMovesTimeWithoutFiring) {
     EXPECT_EQ(fired, 1);
 }
 
+TEST(VirtualClock, RepeatingTimerFiresOnceForAllTheTicksAJumpSkippedThenKeepsItsPeriod) {
+    VirtualClock time;
+    const QDateTime start = time.now();
+    std::vector<qint64> ticks;
+    Timer timer = time.repeating(0.5, nullptr, [&] { ticks.push_back(start.msecsTo(time.now())); });
+    time.advance(1.2);
+    ASSERT_EQ(ticks, (std::vector<qint64>{500, 1000}));
+
+    // Forty years asleep: one tick on waking, not one for each half second of them.
+    const qint64 asleepMs = 40LL * 365 * 24 * 3600 * 1000;
+    time.jump(double(asleepMs) / 1000.0);
+    time.advance(0);
+    EXPECT_EQ(ticks, (std::vector<qint64>{500, 1000, 1200 + asleepMs}));
+    time.advance(0.4);
+    EXPECT_EQ(ticks.size(), 3u);
+    time.advance(0.1);
+    EXPECT_EQ(ticks, (std::vector<qint64>{500, 1000, 1200 + asleepMs, 1700 + asleepMs}));
+}
+
 TEST(VirtualClock, LongTimersRunInMillisecondsOfRealTime) {
     // The upload retry ladder and the idle timer reach a quarter of an hour; the virtual clock must not care.
     VirtualClock time;
