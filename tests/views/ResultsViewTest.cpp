@@ -12,7 +12,6 @@
 #include "core/AppState.h"
 #include "screens/ResultsScreen.h"
 #include "services/FileLogger.h"
-#include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"
 #include "support/ShownLabels.h"
 #include "support/TempHome.h"
@@ -218,7 +217,7 @@ TEST_F(ResultsViewTest, VideoResultsBringTheVideoSection) {
 TEST_F(ResultsViewTest, TheLastLineSaysWhereTheResultsAreSaved) {
     loadGoodCapture();
     open();
-    EXPECT_EQ(labelText("resultsSavedLine"), u"Results saved to "_s + PythonProcess::outputDirectory());
+    EXPECT_EQ(labelText("resultsSavedLine"), u"Results saved to ~/.local/share/Norvane/captures"_s);
 }
 
 TEST_F(ResultsViewTest, ACaptureIdThatIsAbsentLeavesTheShareControlDisabled) {
