@@ -14,6 +14,7 @@
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTest>
 
 using namespace Qt::StringLiterals;
 using Screen = AppState::Screen;
@@ -119,4 +120,24 @@ TEST_F(NorvaneAppTest, WakeIsLogged) {
     NorvaneApp app(log);
     app.handleWake();
     EXPECT_TRUE(logText().contains(u"INFO  [App] system wake detected"_s));
+}
+
+TEST_F(NorvaneAppTest, WakeDuringACaptureStillIssuesTheWakeSweepFiveSecondsLater) {
+    home.installFakeUv();
+    NorvaneApp app(log);
+    AppState& state = app.appState();
+    state.startCapture(CaptureConfig{});
+    // Real time for the tool to announce its capture; the virtual clock stands still meanwhile.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return state.captureId().has_value(); }, 20'000));
+    ASSERT_EQ(state.screen(), Screen::running);
+    ASSERT_EQ(state.pythonProcess().state(), PythonProcess::State::running());
+
+    app.handleWake();
+    const QString sweep = u"INFO  [AppState] upload sweep skipped (system-wake): capture in progress"_s;
+    time.advance(4.9);
+    EXPECT_FALSE(logText().contains(u"(system-wake)"_s)) << logText().toStdString();
+    time.advance(0.1);
+    EXPECT_TRUE(logText().contains(sweep)) << logText().toStdString();
+    EXPECT_EQ(state.screen(), Screen::running);
+    app.handleTermination();
 }
