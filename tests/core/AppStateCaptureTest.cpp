@@ -151,12 +151,13 @@ TEST_F(AppStateCaptureTest, UserStopWithoutPingOrUdpPointsStillSendsEndMeta) {
     ASSERT_EQ(toolLogs.size(), 1) << logs.path().toStdString();
     QFile toolLog(logs.filePath(toolLogs.first()));
     ASSERT_TRUE(toolLog.open(QIODevice::ReadOnly));
+    const QString marker = u"stdin: ENDMETA "_s;
     QStringList endMetaLines;
     const QStringList lines = QString::fromUtf8(toolLog.readAll()).split(u'\n');
     for (const QString& line : lines) {
-        const qsizetype at = line.indexOf(u"stdin: ENDMETA "_s);
+        const qsizetype at = line.indexOf(marker);
         if (at >= 0)
-            endMetaLines.append(line.mid(at + 15));
+            endMetaLines.append(line.mid(at + marker.size()));
     }
     ASSERT_EQ(endMetaLines.size(), 1);
     const QJsonObject sent = QJsonDocument::fromJson(endMetaLines.first().toUtf8()).object();

@@ -66,9 +66,8 @@ public:
                     m_request += chunk;
                     const QByteArray seen = socket->property("seen").toByteArray() + chunk;
                     socket->setProperty("seen", seen);
-                    if (!m_answer || !seen.contains("\r\n\r\n") || socket->property("answered").toBool())
+                    if (!m_answer || !seen.contains("\r\n\r\n"))
                         return;
-                    socket->setProperty("answered", true);
                     socket->write(*m_answer);
                     if (m_trickle.isEmpty())
                         socket->disconnectFromHost();

@@ -12,6 +12,7 @@
 #include "core/AppState.h"
 #include "screens/ResultsScreen.h"
 #include "services/FileLogger.h"
+#include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"
 #include "support/ShownLabels.h"
 #include "support/TempHome.h"
