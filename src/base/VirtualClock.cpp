@@ -81,7 +81,9 @@ void VirtualClock::advance(double seconds) {
     while (auto timer = nextDue(targetMs)) {
         m_nowMs = std::max(m_nowMs, timer->dueMs);
         if (timer->repeats) {
-            timer->dueMs += timer->periodMs;
+            // Behind the clock only after a jump: like a real timer after a sleep, it fires once for all
+            // the ticks it missed and then keeps its period from now on.
+            timer->dueMs = std::max(timer->dueMs, m_nowMs) + timer->periodMs;
             timer->sequence = m_nextSequence++;
         } else {
             timer->active = false;

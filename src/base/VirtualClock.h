@@ -17,7 +17,8 @@ public:
 
     QDateTime now() const override;
     void advance(double seconds);
-    // Moves the clock without firing anything, as a suspended machine would see it.
+    // Moves the clock without firing anything, as a suspended machine would see it. What fell due
+    // meanwhile fires at the next advance, each timer once, however many periods a repeating one missed.
     void jump(double seconds);
     int activeTimerCount() const;
 

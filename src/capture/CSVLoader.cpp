@@ -91,8 +91,9 @@ private:
     int m_count = 0;
 };
 
-// A decimal number as the tool writes it, with an optional sign. Anything else, including an
-// infinite or not-a-number value, is absent.
+// A decimal number as the tool writes it, with an optional sign. Anything else is absent, and so,
+// deliberately, is an infinite or not-a-number value: a damaged file then loses a figure instead of
+// stopping the program or spreading NaN through every average.
 std::optional<double> parseDecimalSlowly(std::string_view text) {
     const char* begin = text.data();
     const char* const end = begin + text.size();

@@ -260,10 +260,13 @@ QList<CaptureSummary> CaptureLibrary::applyFilter(const QList<CaptureSummary>& a
     if (filterText.isEmpty()) {
         shown = all;
     } else {
+        // Case is set aside as the machine's language sets it aside: in Turkish a capital I is a
+        // dotless ı and İ is an i, which Qt's own case-insensitive match doesn't know.
+        const QLocale locale;
+        const QString wanted = locale.toLower(filterText);
+        const auto holds = [&](const QString& text) { return locale.toLower(text).contains(wanted); };
         for (const CaptureSummary& capture : all) {
-            if (capture.dateTimeDisplay.contains(filterText, Qt::CaseInsensitive) ||
-                capture.location.contains(filterText, Qt::CaseInsensitive) ||
-                capture.network.contains(filterText, Qt::CaseInsensitive))
+            if (holds(capture.dateTimeDisplay) || holds(capture.location) || holds(capture.network))
                 shown.append(capture);
         }
     }

@@ -69,8 +69,8 @@ public:
     // CSV) and its entry in the stats cache of `cacheFolder`. Failures to remove files are ignored.
     static void deleteCapture(const QString& csvPath, const QString& cacheFolder);
 
-    // The rows whose date text, location or network hold `filterText` (any case), sorted by the keys
-    // in turn. An empty filter keeps all rows.
+    // The rows whose date text, location or network hold `filterText` (any case, by the default
+    // locale's lower case), sorted by the keys in turn. An empty filter keeps all rows.
     static QList<CaptureSummary> applyFilter(const QList<CaptureSummary>& all, const QString& filterText,
                                              const QList<CaptureSortKey>& sortOrder);
     static QList<CaptureSortKey> defaultSortOrder() { return {{CaptureColumn::date, Qt::DescendingOrder}}; }

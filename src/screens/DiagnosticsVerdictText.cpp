@@ -2,6 +2,15 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+// The explanations speak of the machine as its owner knows it.
+#ifdef Q_OS_MACOS
+const QString yourMachine = u"Your Mac"_s;
+#else
+const QString yourMachine = u"Your computer"_s;
+#endif
+} // namespace
+
 DiagnosticsVerdictText DiagnosticsVerdictText::forVerdict(const ConnectivityDiagnostics::Verdict& verdict) {
     using Diagnostics = ConnectivityDiagnostics;
     return std::visit(
@@ -25,18 +34,18 @@ DiagnosticsVerdictText DiagnosticsVerdictText::forVerdict(const ConnectivityDiag
                 return {u"wifi.exclamationmark"_s,
                         Tone::orange,
                         u"Connected to WiFi, but no internet"_s,
-                        u"Your Mac is connected to the WiFi network (gateway %1), but can't reach the "
-                        u"internet. This often means:"_s.arg(v.gateway),
+                        yourMachine + u" is connected to the WiFi network (gateway "_s + v.gateway +
+                            u"), but can't reach the internet. This often means:"_s,
                         {u"A captive portal (hotel/airline login page) hasn't been completed"_s,
                          u"The network is behind a walled garden"_s, u"The network is down or overloaded"_s}};
             } else {
-                return {
-                    u"wifi.slash"_s,
-                    Tone::red,
-                    u"No network connection detected"_s,
-                    u"Your Mac doesn't appear to be connected to a network. Check that WiFi is enabled and "
-                    u"you're connected to an access point."_s,
-                    {}};
+                return {u"wifi.slash"_s,
+                        Tone::red,
+                        u"No network connection detected"_s,
+                        yourMachine +
+                            u" doesn't appear to be connected to a network. Check that WiFi is enabled "
+                            u"and you're connected to an access point."_s,
+                        {}};
             }
         },
         verdict);

@@ -3,7 +3,9 @@
 #include "base/Clock.h"
 #include "capture/ResultsFormat.h"
 #include "core/AppState.h"
+#include "platform/Locations.h"
 #include "platform/Platform.h"
+#include "screens/SettingsScreen.h"
 #include "subprocess/PythonProcess.h"
 
 using namespace Qt::StringLiterals;
@@ -84,7 +86,9 @@ UploadStatus ResultsScreen::uploadStatus() const {
 
 QString ResultsScreen::savedLine() const {
     // A capture opened from the history lives in the same folder: the library lists that folder only.
-    return u"Results saved to "_s + PythonProcess::outputDirectory();
+    // The folder as the settings show it, so that the two read alike.
+    return u"Results saved to "_s +
+           SettingsScreen::displayDirectory(PythonProcess::outputDirectory(), Locations::home());
 }
 
 bool ResultsScreen::shareEnabled() const {

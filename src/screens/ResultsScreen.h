@@ -99,7 +99,7 @@ public:
     // Whether the latency chart with its loss strip shows: only with latency points.
     bool showsLatencySection() const;
     UploadStatus uploadStatus() const;
-    // "Results saved to {folder}", the folder where the captures are kept.
+    // "Results saved to {folder}", the folder where the captures are kept, with "~" for the home folder.
     QString savedLine() const;
 
     // --- the share control ----------------------------------------------------------------------------

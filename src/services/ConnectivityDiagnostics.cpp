@@ -392,10 +392,19 @@ void ConnectivityDiagnostics::dnsHijacked(std::function<void(bool)> done) {
     request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     QNetworkReply* reply = m_network->get(request);
+    // The transfer time-out above only notices silence; a server that trickles a byte now and then would
+    // keep the check going for ever, so the whole request has a deadline of its own.
+    m_portalDeadline = Time::scheduler().singleShot(m_portalTimeout, reply, [reply] { reply->abort(); });
     connect(reply, &QNetworkReply::finished, this, [this, reply, done = std::move(done)] {
         reply->deleteLater();
-        // An HTTP answer of any status is read; only a failure to get one counts as a transport error.
-        const bool answered = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
+        m_portalDeadline.cancel();
+        // An HTTP answer of any status is read. A failure of the connection itself (refused, closed
+        // early, timed out, cut off by the deadline), whose codes lie below the proxy's, is a transport
+        // error even when a status line came before it.
+        const bool connectionFailed = reply->error() != QNetworkReply::NoError &&
+                                      reply->error() < QNetworkReply::ProxyConnectionRefusedError;
+        const bool answered =
+            !connectionFailed && reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
         if (!answered) {
             m_log.debug(tag, u"portal check failed: "_s + reply->errorString());
             return done(true);

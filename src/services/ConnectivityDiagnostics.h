@@ -61,7 +61,8 @@ public:
     static constexpr double portalTimeoutSeconds = 5.0;
     static constexpr const char* portalProbePath = "/hotspot-detect.html";
 
-    // `portalTimeout` is the HTTP time-out of the portal probe; tests shorten it.
+    // `portalTimeout` bounds the portal probe both as a whole and as a wait for the next byte; tests
+    // shorten the latter, which runs on the real clock.
     explicit ConnectivityDiagnostics(FileLogger& log = FileLogger::shared(),
                                      double portalTimeout = portalTimeoutSeconds, QObject* parent = nullptr);
     ~ConnectivityDiagnostics() override;
@@ -155,4 +156,5 @@ private:
     QString m_processError;
     QPointer<QProcess> m_runningProcess;
     Timer m_watchdog;
+    Timer m_portalDeadline;
 };

@@ -94,7 +94,9 @@ private:
     }
 
     // Any JSON number whose value is a whole number within 64 bits; 10.5 breaks the line, and an
-    // integer beyond double precision stays exact because the parser keeps it as an integer.
+    // integer beyond double precision stays exact because the parser keeps it as an integer. Whole
+    // numbers written as 10.0 or 1e3 are deliberately read as the counts they are: the parser keeps no
+    // spelling, and a tool that prints a count through a float still means the count.
     static bool read(const QJsonValue& value, qint64& out) {
         if (!value.isDouble())
             return false;

@@ -277,7 +277,8 @@ void PythonProcess::launch(const CaptureConfig& config, bool includePlaywright) 
     ChildProcess::dieWithParent(*process);
     installReaders(process, run);
     connect(process, &QProcess::finished, this, [this, run](int exitCode, QProcess::ExitStatus) {
-        // A child that a later launch has replaced has nothing more to say about the current run.
+        // Deliberately ignored: the late termination notice of a child that was reset before a newer
+        // launch would otherwise fail the new run, whose own child is alive and well.
         if (run != m_launchCount)
             return;
         // On a signal QProcess reports the signal's number as the exit code.
@@ -430,12 +431,15 @@ void PythonProcess::handleStandardError(QByteArrayView block) {
 }
 
 void PythonProcess::processLine(const QString& line) {
+    processLine(line, JSONEvent::decode(line.toUtf8()));
+}
+
+void PythonProcess::processLine(const QString& line, std::optional<JSONEvent> decoded) {
     m_rawLines.append(line);
     if (m_rawLines.size() > maxRawLines)
         m_rawLines.remove(0, m_rawLines.size() - maxRawLines);
     emit rawLinesChanged();
 
-    std::optional<JSONEvent> decoded = JSONEvent::decode(line.toUtf8());
     if (!decoded) {
         // A known event with a broken payload reads the same as a line that is no JSON at all.
         console(u"non-JSON stdout: "_s + line);
@@ -510,8 +514,8 @@ void PythonProcess::handleTermination(int exitCode) {
         m_log.info(tag, u"subprocess terminated normally exit="_s + code);
         setState(State::completed());
     } else if (exitCode != 0) {
-        // When our own watchdog or stop timeout ended the child, its sentence says why; the signal
-        // that we sent would only read "exit 15".
+        // Deliberately, the sentence of our own watchdog or stop time-out survives the exit of the
+        // child it ended: that exit is only our SIGTERM, which would be classified as "exit 15".
         const QString message = m_endedBySupervisor && m_state.isFailed()
                                     ? m_state.message
                                     : classifyProcessError(exitCode, m_stderrOutput);

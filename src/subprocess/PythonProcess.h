@@ -107,6 +107,8 @@ public:
     void handleStandardOutput(QByteArrayView block);
     void handleStandardError(QByteArrayView block);
     void processLine(const QString& line);
+    // The same for a line that the caller has decoded already (JSONEvent::decode of its UTF-8).
+    void processLine(const QString& line, std::optional<JSONEvent> decoded);
     void handleTermination(int exitCode);
 
     // The parts of a launch, exposed for the tests and for the tools that share them.

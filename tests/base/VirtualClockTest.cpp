@@ -31,14 +31,24 @@ TEST(VirtualClock, SingleShotFiresOnceAtItsDueTime) {
     EXPECT_EQ(firedAt.size(), 1u);
 }
 
+// A repeating timer that notes when it fires, in milliseconds since it was armed.
+struct RecordedTicks {
+    RecordedTicks(VirtualClock& time, double period)
+        : start(time.now())
+        , timer(time.repeating(period, nullptr, [this, &time] { at.push_back(start.msecsTo(time.now())); })) {
+    }
+
+    const QDateTime start;
+    std::vector<qint64> at;
+    Timer timer;
+};
+
 TEST(VirtualClock, RepeatingTimerFiresEveryPeriodWithNowAtEachTick) {
     VirtualClock time;
-    const QDateTime start = time.now();
-    std::vector<qint64> ticks;
-    Timer timer = time.repeating(0.5, nullptr, [&] { ticks.push_back(start.msecsTo(time.now())); });
+    RecordedTicks ticks(time, 0.5);
     time.advance(2.2);
-    EXPECT_EQ(ticks, (std::vector<qint64>{500, 1000, 1500, 2000}));
-    EXPECT_EQ(start.msecsTo(time.now()), 2200);
+    EXPECT_EQ(ticks.at, (std::vector<qint64>{500, 1000, 1500, 2000}));
+    EXPECT_EQ(ticks.start.msecsTo(time.now()), 2200);
 }
 
 TEST(VirtualClock, DueTimersFireInTimeOrderThenInArmingOrder) {
@@ -154,6 +164,23 @@ TEST(VirtualClock, JumpMovesTimeWithoutFiring) {
     EXPECT_EQ(fired, 0);
     time.advance(0);
     EXPECT_EQ(fired, 1);
+}
+
+TEST(VirtualClock, RepeatingTimerFiresOnceForAllTheTicksAJumpSkippedThenKeepsItsPeriod) {
+    VirtualClock time;
+    RecordedTicks ticks(time, 0.5);
+    time.advance(1.2);
+    ASSERT_EQ(ticks.at, (std::vector<qint64>{500, 1000}));
+
+    // Forty years asleep: one tick on waking, not one for each half second of them.
+    const qint64 asleepMs = 40LL * 365 * 24 * 3600 * 1000;
+    time.jump(double(asleepMs) / 1000.0);
+    time.advance(0);
+    EXPECT_EQ(ticks.at, (std::vector<qint64>{500, 1000, 1200 + asleepMs}));
+    time.advance(0.4);
+    EXPECT_EQ(ticks.at.size(), 3u);
+    time.advance(0.1);
+    EXPECT_EQ(ticks.at, (std::vector<qint64>{500, 1000, 1200 + asleepMs, 1700 + asleepMs}));
 }
 
 TEST(VirtualClock, LongTimersRunInMillisecondsOfRealTime) {

@@ -287,6 +287,59 @@ TEST_F(CaptureLibraryTest, DeleteWithoutAnyFileLeftStillClearsTheCacheEntry) {
     EXPECT_FALSE(QFileInfo::exists(folder() + u"/captures.json"_s));
 }
 
+// The machine's locale for one scope.
+class ScopedDefaultLocale {
+public:
+    explicit ScopedDefaultLocale(const QLocale& locale) { QLocale::setDefault(locale); }
+    ~ScopedDefaultLocale() { QLocale::setDefault(m_previous); }
+    ScopedDefaultLocale(const ScopedDefaultLocale&) = delete;
+    ScopedDefaultLocale& operator=(const ScopedDefaultLocale&) = delete;
+
+private:
+    QLocale m_previous;
+};
+
+// The locations, as rows of their own, that a filter keeps, in the order of their names.
+QStringList locationsMatching(const QStringList& locations, const QString& filterText) {
+    QList<CaptureSummary> all;
+    for (const QString& location : locations) {
+        CaptureSummary summary;
+        summary.csvPath = u"/captures/"_s + location + u".csv"_s;
+        summary.location = location;
+        all.append(summary);
+    }
+    QStringList kept;
+    for (const CaptureSummary& summary :
+         CaptureLibrary::applyFilter(all, filterText, {{CaptureColumn::location, Qt::AscendingOrder}}))
+        kept.append(summary.location);
+    return kept;
+}
+
+TEST(CaptureLibraryFilter, TurkishLocaleMatchesDottedAndDotlessIByItsOwnCaseRules) {
+    const ScopedDefaultLocale turkish(QLocale(QLocale::Turkish, QLocale::Turkey));
+    const QStringList locations{u"İSTANBUL Havalimanı"_s, u"DIYARBAKIR Otel"_s};
+    // A capital İ is the lower-case i, and a capital I the dotless ı.
+    EXPECT_EQ(locationsMatching(locations, u"istanbul"_s), QStringList{u"İSTANBUL Havalimanı"_s});
+    EXPECT_EQ(locationsMatching(locations, u"dıyarbakır"_s), QStringList{u"DIYARBAKIR Otel"_s});
+    EXPECT_TRUE(locationsMatching(locations, u"diyarbakir"_s).isEmpty());
+    EXPECT_EQ(locationsMatching(locations, u"HAVALİMANI"_s), QStringList{u"İSTANBUL Havalimanı"_s});
+}
+
+TEST(CaptureLibraryFilter, EnglishLocaleFoldsTheCapitalIToTheDottedOne) {
+    const ScopedDefaultLocale english(QLocale(QLocale::English, QLocale::UnitedStates));
+    const QStringList locations{u"DIYARBAKIR Otel"_s};
+    EXPECT_EQ(locationsMatching(locations, u"diyarbakir"_s), locations);
+    EXPECT_TRUE(locationsMatching(locations, u"dıyarbakır"_s).isEmpty());
+}
+
+TEST(CaptureLibraryFilter, GermanCapitalSharpSMatchesTheSmallOne) {
+    const ScopedDefaultLocale german(QLocale(QLocale::German, QLocale::Germany));
+    const QStringList locations{u"GROẞE STRAẞE 5"_s, u"Hotel Weiße Rose"_s};
+    EXPECT_EQ(locationsMatching(locations, u"straße"_s), QStringList{u"GROẞE STRAẞE 5"_s});
+    EXPECT_EQ(locationsMatching(locations, u"WEIẞE"_s), QStringList{u"Hotel Weiße Rose"_s});
+    EXPECT_EQ(locationsMatching(locations, u"ße"_s), locations);
+}
+
 TEST(CaptureLibraryTimestamp, ReadsTheFirstStampAnywhereInTheName) {
     const QDateTime expected(QDate(2025, 6, 1), QTime(12, 0, 1), Qt::UTC);
     EXPECT_EQ(CaptureLibrary::parseTimestamp(u"wifi_capture_20250601T120001Z.csv"_s), expected);

@@ -184,7 +184,7 @@ TEST(CaptureVerb, FailedCaptureIsExplainedByTheDiagnosis) {
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_TRUE(run.out.contains(u"\nCapture failed: Test failed (exit 1)"_s)) << run.out.toStdString();
     EXPECT_TRUE(run.out.contains(
-        u"\n\nNo network connection detected\n\nYour Mac doesn't appear to be connected to "
+        u"\n\nNo network connection detected\n\nYour computer doesn't appear to be connected to "
         u"a network. Check that WiFi is enabled and you're connected to an access point.\n"_s))
         << run.out.toStdString();
 }

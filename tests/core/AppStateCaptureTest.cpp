@@ -5,6 +5,7 @@
 
 #include "base/Settings.h"
 #include "base/VirtualClock.h"
+#include "platform/Locations.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "subprocess/StdinCommand.h"
@@ -16,6 +17,8 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -130,6 +133,40 @@ TEST_F(AppStateCaptureTest, UserStopSendsEndMetaFromTheReferenceListThenCelebrat
         << details.toStdString();
     ASSERT_TRUE(latency);
     EXPECT_EQ(item(u"endmeta_latency_ms"_s), StdinCommand::roundToTenth(*latency)) << details.toStdString();
+}
+
+TEST_F(AppStateCaptureTest, UserStopWithoutPingOrUdpPointsStillSendsEndMeta) {
+    state->startCapture(CaptureConfig{}); // open-ended
+    // Real time only: without a flush no sample leaves the buffer, so the reference list stays empty.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return state->captureId().has_value(); }, 20'000));
+    ASSERT_TRUE(state->latencyPoints().isEmpty());
+    state->stopCapture();
+    EXPECT_EQ(state->screen(), Screen::finishing);
+    ASSERT_TRUE(waitForTermination());
+    EXPECT_EQ(state->screen(), Screen::celebration);
+
+    // What the tool read on its standard input, from its own log.
+    const QDir logs(Locations::logDir());
+    const QStringList toolLogs = logs.entryList({u"norvane-cli-*.log"_s}, QDir::Files);
+    ASSERT_EQ(toolLogs.size(), 1) << logs.path().toStdString();
+    QFile toolLog(logs.filePath(toolLogs.first()));
+    ASSERT_TRUE(toolLog.open(QIODevice::ReadOnly));
+    const QString marker = u"stdin: ENDMETA "_s;
+    QStringList endMetaLines;
+    const QStringList lines = QString::fromUtf8(toolLog.readAll()).split(u'\n');
+    for (const QString& line : lines) {
+        const qsizetype at = line.indexOf(marker);
+        if (at >= 0)
+            endMetaLines.append(line.mid(at + marker.size()));
+    }
+    ASSERT_EQ(endMetaLines.size(), 1);
+    const QJsonObject sent = QJsonDocument::fromJson(endMetaLines.first().toUtf8()).object();
+    EXPECT_EQ(sent.value(u"gateway_reachable"_s), QJsonValue(false)) << endMetaLines.first().toStdString();
+    EXPECT_FALSE(sent.contains(u"packet_loss_pct"_s)) << endMetaLines.first().toStdString();
+
+    const QString details = sessionEndDetails();
+    EXPECT_TRUE(details.contains(u"endmeta_gateway_reachable=false"_s)) << details.toStdString();
+    EXPECT_FALSE(details.contains(u"endmeta_packet_loss_pct"_s)) << details.toStdString();
 }
 
 TEST_F(AppStateCaptureTest, ToolThatNeverCompletesAfterStopEndsInCelebrationAfterTheTimeout) {

@@ -209,3 +209,25 @@ TEST_F(NorvaneAppLaunchTest, WakeWarmsTheCacheAfterFiveSecondsAndSweepsOnceTheWa
     time.advance(Bootstrap::warmingPollSeconds);
     EXPECT_TRUE(logText().contains(u"(system-wake)"_s));
 }
+
+TEST_F(NorvaneAppTest, WakeDuringACaptureStillIssuesTheWakeSweepFiveSecondsLater) {
+    home.installFakeUv();
+    NorvaneApp app(log);
+    AppState& state = app.appState();
+    state.startCapture(CaptureConfig{});
+    // Real time for the tool to announce its capture; the virtual clock stands still meanwhile.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return state.captureId().has_value(); }, 20'000));
+    ASSERT_EQ(state.screen(), Screen::running);
+    ASSERT_EQ(state.pythonProcess().state(), PythonProcess::State::running());
+
+    app.handleWake();
+    const QString sweep = u"INFO  [AppState] upload sweep skipped (system-wake): capture in progress"_s;
+    time.advance(4.9);
+    EXPECT_FALSE(logText().contains(u"(system-wake)"_s)) << logText().toStdString();
+    time.advance(0.1);
+    // The wake also refills the package cache; the sweep follows once that child has ended.
+    EXPECT_TRUE(QTest::qWaitFor([&] { return logText().contains(sweep); }, 20'000))
+        << logText().toStdString();
+    EXPECT_EQ(state.screen(), Screen::running);
+    app.handleTermination();
+}

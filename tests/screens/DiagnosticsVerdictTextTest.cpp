@@ -36,7 +36,7 @@ TEST(DiagnosticsVerdictText, GatewayOnlyNamesTheGatewayAndListsThreeCauses) {
     EXPECT_EQ(text.icon, u"wifi.exclamationmark"_s);
     EXPECT_EQ(text.tone, Tone::orange);
     EXPECT_EQ(text.explanation,
-              u"Your Mac is connected to the WiFi network (gateway 192.168.1.1), but can't reach "
+              u"Your computer is connected to the WiFi network (gateway 192.168.1.1), but can't reach "
               u"the internet. This often means:"_s);
     EXPECT_EQ(
         text.bullets,
@@ -50,7 +50,7 @@ TEST(DiagnosticsVerdictText, NoConnectivitySaysNoNetwork) {
     EXPECT_EQ(text.icon, u"wifi.slash"_s);
     EXPECT_EQ(text.tone, Tone::red);
     EXPECT_EQ(text.explanation,
-              u"Your Mac doesn't appear to be connected to a network. Check that WiFi is enabled "
+              u"Your computer doesn't appear to be connected to a network. Check that WiFi is enabled "
               u"and you're connected to an access point."_s);
 }
 

@@ -5,6 +5,7 @@
 #include "capture/QualityRating.h"
 #include "capture/ResultsAnalysis.h"
 #include "core/AppState.h"
+#include "platform/Locations.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"
@@ -317,11 +318,14 @@ TEST_F(ResultsScreenTest, TheLatencySectionShowsOnceThereAreLatencyPoints) {
     EXPECT_TRUE(screen.showsLatencySection());
 }
 
-TEST_F(ResultsScreenTest, ResultsAreSavedToTheCaptureFolder) {
-    EXPECT_EQ(screen.savedLine(), u"Results saved to "_s + PythonProcess::outputDirectory());
-    EXPECT_TRUE(PythonProcess::outputDirectory().startsWith(home.path()));
+TEST_F(ResultsScreenTest, ResultsAreSavedToTheCaptureFolderWithTheHomeFolderAsATilde) {
+    ASSERT_EQ(Locations::home(), home.path());
+    EXPECT_EQ(screen.savedLine(), u"Results saved to ~/.local/share/Norvane/captures"_s);
     Settings().setString(Settings::captureDirectory, home.path() + u"/elsewhere"_s);
-    EXPECT_EQ(screen.savedLine(), u"Results saved to "_s + home.path() + u"/elsewhere"_s);
+    EXPECT_EQ(screen.savedLine(), u"Results saved to ~/elsewhere"_s);
+    // A folder outside the home folder keeps its whole path.
+    Settings().setString(Settings::captureDirectory, u"/srv/captures"_s);
+    EXPECT_EQ(screen.savedLine(), u"Results saved to /srv/captures"_s);
 }
 
 TEST_F(ResultsScreenTest, ACaptureIdThatIsAbsentLeavesTheShareControlDisabled) {

@@ -304,6 +304,32 @@ TEST_F(ConnectivityDiagnosticsRun, ProbePageThatNeverAnswersTimesOutAsCaptivePor
     EXPECT_TRUE(logText().contains(u"DEBUG [Diagnostics] portal check failed: "_s));
 }
 
+TEST_F(ConnectivityDiagnosticsRun, ProbePageThatTricklesIsCutOffFiveSecondsAfterTheRequest) {
+    // A byte a second never lets the wait for the next byte run out; only the whole request's deadline,
+    // on the virtual clock, ends the check. Its body would say "Success" if it were ever whole.
+    const QByteArray body = "<HTML><BODY>Success</BODY></HTML>";
+    portal.trickle("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " +
+                       QByteArray::number(body.size()) + "\r\n\r\n",
+                   body);
+    auto diagnosis = makeDiagnosis();
+    QSignalSpy finished(diagnosis.get(), &Diagnostics::runFinished);
+    diagnosis->run(u"tool failed"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return portal.trickledBytes() >= 2; }, 30'000));
+    ASSERT_EQ(diagnosis->phase().step, Step::checkingPortal);
+
+    clock.advance(4.9);
+    EXPECT_EQ(finished.count(), 0);
+    EXPECT_EQ(diagnosis->phase().step, Step::checkingPortal);
+
+    clock.advance(0.1);
+    ASSERT_TRUE(finished.count() == 1 || finished.wait(30'000));
+    EXPECT_LT(portal.trickledBytes(), body.size());
+    EXPECT_EQ(diagnosis->phase(),
+              Diagnostics::Phase::completed(Diagnostics::CaptivePortal{u"192.168.1.1"_s}));
+    EXPECT_TRUE(logText().contains(u"DEBUG [Diagnostics] portal check failed: "_s))
+        << logText().toStdString();
+}
+
 TEST_F(ConnectivityDiagnosticsRun, HijackWithoutGatewayIsStillInternetReachable) {
     env.set("NORVANE_SIM_GATEWAY", "none");
     portal.answerPage("<html>login</html>");

@@ -10,8 +10,10 @@
 #include <QPointer>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTimer>
 #include <QUrl>
 
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -67,7 +69,10 @@ public:
                     if (!m_answer || !seen.contains("\r\n\r\n"))
                         return;
                     socket->write(*m_answer);
-                    socket->disconnectFromHost();
+                    if (m_trickle.isEmpty())
+                        socket->disconnectFromHost();
+                    else
+                        startTrickle(socket);
                 });
             }
         });
@@ -79,7 +84,16 @@ public:
                QByteArray::number(body.size()) + "\r\n\r\n" + body;
     }
 
-    void answer(QByteArray raw) { m_answer = std::move(raw); }
+    void answer(QByteArray raw) {
+        m_answer = std::move(raw);
+        m_trickle.clear();
+    }
+    // Answers with the head at once and then the body one byte a second, as a network that is barely
+    // alive would. The wait between bytes is real time: it is the network's, not the program's.
+    void trickle(const QByteArray& head, QByteArray body) {
+        m_answer = head;
+        m_trickle = std::move(body);
+    }
     void answerPage(const QByteArray& body) { answer(response(200, "OK", body)); }
     void neverAnswer() { m_answer.reset(); }
 
@@ -92,12 +106,33 @@ public:
         return url;
     }
     int connections() const { return m_connections; }
+    // Bytes of the trickled body sent so far, over all connections.
+    int trickledBytes() const { return m_trickled; }
     // Everything the clients sent, for checking the request line.
     const QByteArray& requests() const { return m_request; }
 
 private:
+    void startTrickle(QTcpSocket* socket) {
+        auto* timer = new QTimer(socket);
+        auto sent = std::make_shared<qsizetype>(0);
+        const auto sendOne = [this, socket, timer, sent] {
+            if (*sent >= m_trickle.size()) {
+                timer->stop();
+                socket->disconnectFromHost();
+                return;
+            }
+            socket->write(m_trickle.sliced((*sent)++, 1));
+            ++m_trickled;
+        };
+        QObject::connect(timer, &QTimer::timeout, socket, sendOne);
+        sendOne();
+        timer->start(1000);
+    }
+
     QTcpServer m_server;
     std::optional<QByteArray> m_answer;
+    QByteArray m_trickle;
+    int m_trickled = 0;
     QList<QPointer<QTcpSocket>> m_sockets;
     QByteArray m_request;
     int m_connections = 0;

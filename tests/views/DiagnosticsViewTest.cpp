@@ -265,11 +265,12 @@ TEST_F(DiagnosticsViewTest, GatewayOnlyListsTheLikelyCausesAndOffersPartialResul
     QApplication::processEvents();
     const QStringList texts = visibleTexts(*view);
     const QString all = texts.join(u'\n');
-    for (const QString& word : {u"Connected to WiFi, but no internet"_s,
-                                u"Your Mac is connected to the WiFi network (gateway 192.168.1.1), but can't "
-                                u"reach the internet. This "
-                                u"often means:"_s,
-                                u"Open Browser"_s, u"Try Again"_s, u"View Partial Results"_s})
+    for (const QString& word :
+         {u"Connected to WiFi, but no internet"_s,
+          u"Your computer is connected to the WiFi network (gateway 192.168.1.1), but can't "
+          u"reach the internet. This "
+          u"often means:"_s,
+          u"Open Browser"_s, u"Try Again"_s, u"View Partial Results"_s})
         EXPECT_TRUE(texts.contains(word)) << qPrintable(word) << " in " << qPrintable(all);
     for (const QString& bullet :
          {u"A captive portal (hotel/airline login page) hasn't been completed"_s,
@@ -292,7 +293,7 @@ TEST_F(DiagnosticsViewTest, NoConnectivityOffersTheWifiSettingsAndTryAgainGoesBa
     const QStringList texts = visibleTexts(*view);
     for (const QString& word :
          {u"No network connection detected"_s,
-          u"Your Mac doesn't appear to be connected to a network. Check that WiFi is enabled and you're "
+          u"Your computer doesn't appear to be connected to a network. Check that WiFi is enabled and you're "
           u"connected to an access point."_s,
           u"Open WiFi Settings"_s, u"Try Again"_s})
         EXPECT_TRUE(texts.contains(word)) << qPrintable(word) << " in " << qPrintable(texts.join(u" | "_s));

@@ -3,27 +3,46 @@
 #include "base/VirtualClock.h"
 #include "capture/InternetDateTime.h"
 #include "core/AppState.h"
+#include "subprocess/JSONEvent.h"
 #include "subprocess/LineBuffer.h"
 #include "subprocess/PythonProcess.h"
 
 #include <algorithm>
 #include <string_view>
+#include <variant>
 
 namespace {
 
-// The value of a top-level "ts" key, read off the text without decoding the line a second time. The
-// sequence can't occur inside a JSON string, where its quotes would be escaped.
-std::optional<QDateTime> timestampOf(const QString& line) {
-    static const QString key = QStringLiteral("\"ts\":\"");
-    const qsizetype at = line.indexOf(key);
-    if (at < 0)
-        return std::nullopt;
-    const qsizetype start = at + key.size();
-    const qsizetype end = line.indexOf(u'"', start);
-    if (end < 0)
-        return std::nullopt;
-    const QByteArray text = QStringView(line).mid(start, end - start).toLatin1();
-    return parseInternetDateTime(std::string_view(text.constData(), size_t(text.size())));
+// A running tool prints a timed event every few seconds. A stream that is silent for longer than this
+// stood still (a machine asleep, a clock set, a year mistyped), and the session's timers then fire once
+// each, as real timers do after a sleep, instead of once for every second skipped.
+constexpr qint64 longestRunningGapMs = 3600 * 1000;
+
+// The moment an event carries, for the events that carry one; the key's spacing in the line doesn't
+// matter, as the line has been decoded.
+std::optional<QDateTime> timestampOf(const JSONEvent& event) {
+    return std::visit(
+        [](const auto& payload) -> std::optional<QDateTime> {
+            if constexpr (requires { payload.ts; }) {
+                const QByteArray text = payload.ts.toLatin1();
+                return parseInternetDateTime(std::string_view(text.constData(), size_t(text.size())));
+            } else {
+                return std::nullopt;
+            }
+        },
+        event.payload);
+}
+
+void moveClockTo(VirtualClock& time, const QDateTime& when) {
+    const qint64 ahead = time.now().msecsTo(when);
+    if (ahead <= 0)
+        return;
+    if (ahead <= longestRunningGapMs) {
+        time.advance(double(ahead) / 1000.0);
+        return;
+    }
+    time.jump(double(ahead) / 1000.0);
+    time.advance(0);
 }
 
 } // namespace
@@ -34,8 +53,10 @@ std::optional<QDateTime> Replay::firstTimestamp(const QByteArray& recording) {
         qsizetype lineEnd = recording.indexOf('\n', lineStart);
         if (lineEnd < 0)
             lineEnd = recording.size();
-        if (const auto ts = timestampOf(QString::fromUtf8(recording.mid(lineStart, lineEnd - lineStart))))
-            return ts;
+        if (const auto event =
+                JSONEvent::decode(QByteArrayView(recording).sliced(lineStart, lineEnd - lineStart)))
+            if (const auto ts = timestampOf(*event))
+                return ts;
         lineStart = lineEnd + 1;
     }
     return std::nullopt;
@@ -54,12 +75,11 @@ Replay::Result Replay::play(const QByteArray& recording, AppState& state, Virtua
     auto feed = [&](QByteArrayView block) {
         const QStringList lines = buffer.append(block);
         for (const QString& line : lines) {
-            if (const auto when = timestampOf(line)) {
-                const qint64 ahead = time.now().msecsTo(*when);
-                if (ahead > 0)
-                    time.advance(double(ahead) / 1000.0);
-            }
-            process.processLine(line);
+            std::optional<JSONEvent> event = JSONEvent::decode(line.toUtf8());
+            if (event)
+                if (const auto when = timestampOf(*event))
+                    moveClockTo(time, *when);
+            process.processLine(line, std::move(event));
         }
     };
     for (qsizetype offset = 0; offset < recording.size(); offset += blockSize)
