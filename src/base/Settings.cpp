@@ -61,6 +61,8 @@ std::optional<double> Settings::doubleValue(const QString& key) const {
         return std::nullopt;
     bool ok = false;
     const double number = value.toDouble(&ok);
+    // A stored "inf" or "nan" is no figure anyone measured: read it as absent, like every other
+    // non-finite number the program meets.
     if (!ok || !std::isfinite(number))
         return std::nullopt;
     return number;
