@@ -1,6 +1,6 @@
 #include "base/NumberText.h"
 
-#include "CaptureTestPrinters.h"
+#include "capture/CaptureTestPrinters.h"
 
 #include <gtest/gtest.h>
 

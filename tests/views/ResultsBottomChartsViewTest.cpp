@@ -1,5 +1,7 @@
 #include "views/ResultsBottomChartsView.h"
 
+#include "views/ChartMarkers.h"
+
 #include "base/VirtualClock.h"
 #include "core/AppState.h"
 #include "screens/ResultsSeriesThinning.h"
@@ -19,11 +21,13 @@
 #include <QBarCategoryAxis>
 #include <QBarSeries>
 #include <QBoxPlotSeries>
+#include <QCategoryAxis>
 #include <QChart>
 #include <QFile>
 #include <QLabel>
 #include <QLineSeries>
 #include <QScrollBar>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTextStream>
 
@@ -42,6 +46,34 @@ QStringList labelTexts(const QWidget* widget) {
             texts.append(label->text());
     }
     return texts;
+}
+
+// The time axis of a card: its labels, each checked to read the round time it stands at.
+QStringList roundTimeLabels(const QChart* chart) {
+    auto* axis = qobject_cast<QCategoryAxis*>(chart->axes(Qt::Horizontal).value(0));
+    if (!axis) {
+        ADD_FAILURE() << "no time axis of labelled moments";
+        return {};
+    }
+    const QStringList labels = axis->categoriesLabels();
+    for (qsizetype i = 0; i < labels.size(); ++i) {
+        const QDateTime at = QDateTime::fromMSecsSinceEpoch(qint64(axis->endValue(labels[i])));
+        const bool toTheSecond = labels[i].size() == 8;
+        EXPECT_EQ(at.toString(toTheSecond ? u"HH:mm:ss"_s : u"HH:mm"_s), labels[i]);
+        EXPECT_EQ(at.time().msec(), 0) << labels[i].toStdString();
+        if (!toTheSecond) {
+            EXPECT_EQ(at.time().second(), 0) << labels[i].toStdString();
+        }
+        EXPECT_GE(at.toMSecsSinceEpoch(), axis->min());
+        EXPECT_LE(at.toMSecsSinceEpoch(), axis->max());
+        if (i > 1) {
+            // Evenly spaced, as the grid lines are.
+            EXPECT_EQ(axis->endValue(labels[i]) - axis->endValue(labels[i - 1]),
+                      axis->endValue(labels[1]) - axis->endValue(labels[0]));
+        }
+    }
+    EXPECT_EQ(QSet<QString>(labels.cbegin(), labels.cend()).size(), labels.size()) << "a label repeats";
+    return labels;
 }
 
 template <typename Series> bool hasSeries(const QChart* chart) {
@@ -171,6 +203,69 @@ TEST_F(ResultsBottomChartsViewTest, SixTestsDrawTheBoxPlotWithTheCdnRow) {
     ASSERT_NE(dots, series.cend());
     EXPECT_EQ(static_cast<QLineSeries*>(*dots)->count(), 6);
     EXPECT_EQ(throughput->cdnTexts(), (QStringList{u"CDN Diversity"_s, u"Netflix 17"_s, u"Akamai 12"_s}));
+}
+
+TEST_F(ResultsBottomChartsViewTest, ABoxPlotDrawsItsTestsSmallAndFaintBehindTheBox) {
+    auto view = shownView(u"six_tests.csv"_s);
+    auto* throughput = cardAt<ResultsThroughputCard>(*view, 0, 0);
+    ASSERT_NE(throughput, nullptr);
+    for (QChart* chart : throughput->subCharts()) {
+        const QList<QAbstractSeries*> series = chart->series();
+        const auto dots = std::find_if(series.cbegin(), series.cend(),
+                                       [](QAbstractSeries* one) { return qobject_cast<QLineSeries*>(one); });
+        const auto box = std::find_if(series.cbegin(), series.cend(), [](QAbstractSeries* one) {
+            return qobject_cast<QBoxPlotSeries*>(one);
+        });
+        ASSERT_NE(dots, series.cend());
+        ASSERT_NE(box, series.cend());
+        EXPECT_LT(dots, box) << "the tests are drawn first, under the box";
+        auto* tests = static_cast<QLineSeries*>(*dots);
+        EXPECT_EQ(tests->markerSize(), ChartMarkers::sideOfArea(ResultsThroughputChart::testPointSize));
+        EXPECT_LT(tests->markerSize(), 5);
+        const QImage marker = tests->lightMarker().convertToFormat(QImage::Format_ARGB32);
+        ASSERT_FALSE(marker.isNull());
+        EXPECT_NEAR(qAlpha(marker.pixel(marker.width() / 2, marker.height() / 2)),
+                    ResultsThroughputChart::testPointOpacity * 255, 2);
+    }
+}
+
+TEST_F(ResultsBottomChartsViewTest, TimeAxesReadRoundTimesAtEvenSteps) {
+    auto view = shownView(u"good.csv"_s);
+    auto* signal = cardAt<ResultsSignalCard>(*view, 0, 1);
+    auto* download = cardAt<ResultsUtilizationCard>(*view, 1, 0);
+    auto* upload = cardAt<ResultsUtilizationCard>(*view, 2, 0);
+    auto* dnsQuic = cardAt<ResultsDnsQuicCard>(*view, 2, 1);
+    ASSERT_TRUE(signal && download && upload && dnsQuic);
+    for (const QChart* chart : {signal->chart(), download->chart(), upload->chart(), dnsQuic->chart()})
+        EXPECT_GE(roundTimeLabels(chart).size(), 2);
+    // Scrolled back, the signal's labels follow the window.
+    const QStringList newest = roundTimeLabels(signal->chart());
+    signal->scrollBar()->setValue(0);
+    EXPECT_NE(roundTimeLabels(signal->chart()), newest);
+}
+
+TEST_F(ResultsBottomChartsViewTest, AShortCaptureRepeatsNoTimeLabel) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(u"short.csv"_s);
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Text));
+    QTextStream out(&file);
+    out << "timestamp,type,target,value,lost,seq,hop_count,mbps,bytes,streams,details\n";
+    const QDateTime start = QDateTime::fromString(u"2026-03-14T16:57:25.400Z"_s, Qt::ISODateWithMs);
+    for (int i = 0; i < 5; ++i) {
+        out << start.addMSecs(i * 500).toString(Qt::ISODateWithMs) << ",dns,1.1.1.1," << 10 + i << ",0,"
+            << i + 1 << ",,,,,\n";
+    }
+    file.close();
+    state.loadCapture(path);
+    auto view = std::make_unique<ResultsBottomChartsView>(state);
+    view->resize(800, view->sizeHint().height());
+    view->show();
+    QApplication::processEvents();
+    auto* dnsQuic = cardAt<ResultsDnsQuicCard>(*view, 1, 1);
+    ASSERT_NE(dnsQuic, nullptr);
+    const QStringList labels = roundTimeLabels(dnsQuic->chart());
+    EXPECT_EQ(labels.size(), 2) << "16:57:26 and 16:57:27, in local time";
 }
 
 TEST_F(ResultsBottomChartsViewTest, FiveTestsStillDrawBars) {

@@ -7,7 +7,6 @@
 
 #include <QAbstractAxis>
 #include <QChart>
-#include <QDateTimeAxis>
 #include <QEvent>
 #include <QGraphicsLayout>
 #include <QHBoxLayout>
@@ -229,7 +228,7 @@ void ResultsChartView::restyle() {
     }
     // The labels at the ends of the axes are centred on them: room for half a label all round.
     const QFontMetrics metrics(small);
-    const int right = std::max(metrics.horizontalAdvance(u"00:00"_s) / 2,
+    const int right = std::max(metrics.horizontalAdvance(u"00:00:00"_s) / 2,
                                m_rightLabel.isEmpty() ? 0 : metrics.horizontalAdvance(m_rightLabel) + 6);
     chart()->setMargins(QMargins(2, metrics.height() / 2, right, 0));
     schemeChanged();
@@ -238,14 +237,6 @@ void ResultsChartView::restyle() {
 void ResultsChartView::setRightLabelRoom(const QString& widestLabel) {
     m_rightLabel = widestLabel;
     restyle();
-}
-
-QDateTimeAxis* ResultsChartView::makeTimeAxis(double spanMs) {
-    auto* axis = new QDateTimeAxis;
-    // Seconds only where the span is short enough for them to differ from label to label.
-    axis->setFormat(spanMs < 5 * 60 * 1000.0 ? u"HH:mm:ss"_s : u"HH:mm"_s);
-    axis->setTickCount(4);
-    return axis;
 }
 
 void ResultsChartView::changeEvent(QEvent* event) {
