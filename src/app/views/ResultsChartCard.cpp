@@ -6,6 +6,7 @@
 #include "screens/LiveLatencyChart.h"
 
 #include <QAbstractAxis>
+#include <QCategoryAxis>
 #include <QChart>
 #include <QEvent>
 #include <QGraphicsLayout>
@@ -226,9 +227,11 @@ void ResultsChartView::restyle() {
         // A short label ("100", "#3") is never worth an ellipsis.
         axis->setTruncateLabels(false);
     }
-    // The labels at the ends of the axes are centred on them: room for half a label all round.
+    // The labels at the ends of the axes are centred on them: room for half a label all round. A time
+    // axis may label its last moment to the second, at the plot's very edge.
     const QFontMetrics metrics(small);
-    const int right = std::max(metrics.horizontalAdvance(u"00:00:00"_s) / 2,
+    const bool timeAxis = qobject_cast<QCategoryAxis*>(chart()->axes(Qt::Horizontal).value(0));
+    const int right = std::max(metrics.horizontalAdvance(timeAxis ? u"00:00:00"_s : u"00:00"_s) / 2,
                                m_rightLabel.isEmpty() ? 0 : metrics.horizontalAdvance(m_rightLabel) + 6);
     chart()->setMargins(QMargins(2, metrics.height() / 2, right, 0));
     schemeChanged();
