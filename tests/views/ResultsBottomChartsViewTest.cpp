@@ -31,6 +31,7 @@
 #include <QTemporaryDir>
 #include <QTextStream>
 
+#include <functional>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -92,11 +93,32 @@ protected:
     QTemporaryDir logDir;
     FileLogger log{logDir.path()};
     AppState state{log};
+    QTemporaryDir scratch;
 
     void TearDown() override { Theme::apply(*qApp, Theme::Scheme::Light); }
 
     std::unique_ptr<ResultsBottomChartsView> shownView(const QString& csv, int width = 800) {
-        state.loadCapture(testDataPath(u"results-charts/"_s + csv));
+        return shownFile(testDataPath(u"results-charts/"_s + csv), width);
+    }
+
+    // A capture file of the rows that `write` puts under the header, loaded and shown.
+    std::unique_ptr<ResultsBottomChartsView> shownRows(const std::function<void(QTextStream&)>& write,
+                                                       int width = 800) {
+        const QString path = scratch.filePath(u"capture.csv"_s);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) {
+            ADD_FAILURE() << "cannot write " << path.toStdString();
+            return shownFile(path, width);
+        }
+        QTextStream out(&file);
+        out << "timestamp,type,target,value,lost,seq,hop_count,mbps,bytes,streams,details\n";
+        write(out);
+        file.close();
+        return shownFile(path, width);
+    }
+
+    std::unique_ptr<ResultsBottomChartsView> shownFile(const QString& path, int width) {
+        state.loadCapture(path);
         auto view = std::make_unique<ResultsBottomChartsView>(state);
         view->resize(width, view->sizeHint().height());
         view->show();
@@ -245,23 +267,14 @@ TEST_F(ResultsBottomChartsViewTest, TimeAxesReadRoundTimesAtEvenSteps) {
 }
 
 TEST_F(ResultsBottomChartsViewTest, AShortCaptureRepeatsNoTimeLabel) {
-    QTemporaryDir dir;
-    const QString path = dir.filePath(u"short.csv"_s);
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Text));
-    QTextStream out(&file);
-    out << "timestamp,type,target,value,lost,seq,hop_count,mbps,bytes,streams,details\n";
-    const QDateTime start = QDateTime::fromString(u"2026-03-14T16:57:25.400Z"_s, Qt::ISODateWithMs);
-    for (int i = 0; i < 5; ++i) {
-        out << start.addMSecs(i * 500).toString(Qt::ISODateWithMs) << ",dns,1.1.1.1," << 10 + i << ",0,"
-            << i + 1 << ",,,,,\n";
-    }
-    file.close();
-    state.loadCapture(path);
-    auto view = std::make_unique<ResultsBottomChartsView>(state);
-    view->resize(800, view->sizeHint().height());
-    view->show();
-    QApplication::processEvents();
+    // Two seconds of DNS samples.
+    auto view = shownRows([](QTextStream& out) {
+        const QDateTime start = QDateTime::fromString(u"2026-03-14T16:57:25.400Z"_s, Qt::ISODateWithMs);
+        for (int i = 0; i < 5; ++i) {
+            out << start.addMSecs(i * 500).toString(Qt::ISODateWithMs) << ",dns,1.1.1.1," << 10 + i << ",0,"
+                << i + 1 << ",,,,,\n";
+        }
+    });
     auto* dnsQuic = cardAt<ResultsDnsQuicCard>(*view, 1, 1);
     ASSERT_NE(dnsQuic, nullptr);
     const QStringList labels = roundTimeLabels(dnsQuic->chart());
@@ -352,27 +365,19 @@ TEST_F(ResultsBottomChartsViewTest, DrawsInTheDarkScheme) {
 
 TEST_F(ResultsBottomChartsViewTest, ASixHourCaptureFeedsTheChartsThinnedSeries) {
     // Six hours of one DNS sample, one traffic reading and one signal reading a second.
-    QTemporaryDir dir;
-    const QString path = dir.filePath(u"long.csv"_s);
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Text));
-    QTextStream out(&file);
-    out << "timestamp,type,target,value,lost,seq,hop_count,mbps,bytes,streams,details\n";
-    const QDateTime start = QDateTime::fromString(u"2026-03-14T00:00:00Z"_s, Qt::ISODate);
-    qint64 seq = 0;
-    for (int s = 0; s < 6 * 3600; ++s) {
-        const QString at = start.addSecs(s).toString(Qt::ISODateWithMs);
-        out << at << ",dns,1.1.1.1," << 10 + s % 13 << ",0," << ++seq << ",,,,,\n";
-        out << at << ",throughput_observed,wlan0,,0," << ++seq << ",,,,,dl_mbps=" << (s == 7777 ? 500 : s % 9)
-            << " ul_mbps=1\n";
-        out << at << ",wifi,wlan0," << -50 - s % 20 << ",0," << ++seq << ",,,,,ssid=Lab\n";
-    }
-    file.close();
-    state.loadCapture(path);
-    auto view = std::make_unique<ResultsBottomChartsView>(state);
-    view->resize(900, view->sizeHint().height());
-    view->show();
-    QApplication::processEvents();
+    auto view = shownRows(
+        [](QTextStream& out) {
+            const QDateTime start = QDateTime::fromString(u"2026-03-14T00:00:00Z"_s, Qt::ISODate);
+            qint64 seq = 0;
+            for (int s = 0; s < 6 * 3600; ++s) {
+                const QString at = start.addSecs(s).toString(Qt::ISODateWithMs);
+                out << at << ",dns,1.1.1.1," << 10 + s % 13 << ",0," << ++seq << ",,,,,\n";
+                out << at << ",throughput_observed,wlan0,,0," << ++seq
+                    << ",,,,,dl_mbps=" << (s == 7777 ? 500 : s % 9) << " ul_mbps=1\n";
+                out << at << ",wifi,wlan0," << -50 - s % 20 << ",0," << ++seq << ",,,,,ssid=Lab\n";
+            }
+        },
+        900);
 
     const qsizetype most = 2 * ResultsSeriesThinning::defaultBucketCount + 2;
     auto* download = cardAt<ResultsUtilizationCard>(*view, 1, 0);

@@ -9,6 +9,9 @@
 
 namespace ChartMarkers {
 
+namespace {
+
+// A transparent square canvas of `size` logical pixels.
 QImage canvas(qreal size, qreal pixelRatio) {
     const int side = int(std::ceil(size * pixelRatio));
     QImage image(side, side, QImage::Format_ARGB32_Premultiplied);
@@ -16,6 +19,8 @@ QImage canvas(qreal size, qreal pixelRatio) {
     image.fill(Qt::transparent);
     return image;
 }
+
+} // namespace
 
 QImage dot(const QColor& color, qreal size, qreal pixelRatio) {
     QImage image = canvas(size, pixelRatio);
