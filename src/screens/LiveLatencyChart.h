@@ -48,7 +48,8 @@ QString unit();        // "ms"
 QString waitingText(); // "Waiting for first measurements..."
 QString collectingText();
 
-// The dots take their colours from ProbeColors.
+// The colours of the marks that aren't a probe's: the probes' own come from ProbeColors. Loss and speed
+// tests look as they do in the results.
 RgbColor lossColor();
 RgbColor speedTestBandColor();
 RgbColor videoBandColor();

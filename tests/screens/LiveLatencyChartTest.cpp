@@ -205,12 +205,12 @@ TEST(LiveLatencyChartXDomain, SpansTheEarliestToTheLatestSample) {
     EXPECT_FALSE(xDomain({}));
 }
 
-TEST(LiveLatencyChartXDomain, SamplesOfOneInstantGetASecondForEachStepBetweenTimeLabels) {
+TEST(LiveLatencyChartXDomain, SamplesOfOneInstantGetAnAxisOfAFewSeconds) {
     const QList<LatencyPoint> points = {sample(7, 1), sample(7, 2), sample(7, 3)};
     EXPECT_EQ(xDomain(window(points)), (ClosedRange{ms(7), ms(11)}));
 }
 
-TEST(LiveLatencyChartXDomain, AFewSecondsWidenSoThatNoTwoTimeLabelsRepeat) {
+TEST(LiveLatencyChartXDomain, AFewSecondsWidenToTheShortestSpan) {
     const QList<LatencyPoint> points = {sample(7, 1), sample(8, 2), sample(9, 3)};
     EXPECT_EQ(xDomain(window(points)), (ClosedRange{ms(7), ms(11)}));
     const QList<LatencyPoint> longer = {sample(7, 1), sample(12, 2), sample(13, 3)};
