@@ -35,13 +35,24 @@ TEST(TimeAxisTicksStep, TheShortestRoundStepThatCutsTheSpanIntoTheGivenIntervals
         qint64 step;
     };
     const Case cases[] = {
-        {10 * s, 5, 2 * s},    {40 * s, 4, 10 * s},     {41 * s, 4, 15 * s},         {100 * s, 4, 30 * s},
-        {300 * s, 5, 1 * min}, {301 * s, 5, 2 * min},   {17 * min, 4, 5 * min},      {50 * min, 4, 15 * min},
-        {2 * h, 4, 30 * min},  {6 * h, 4, 2 * h},       {9 * h, 4, 3 * h},           {13 * h, 4, 6 * h},
-        {40 * h, 4, 12 * h},   {3 * 24 * h, 4, 24 * h}, {9 * 24 * h, 4, 3 * 24 * h}, // beyond the table,
-                                                                                     // whole days
-        {0.3 * s, 4, 1 * s},                                                         // never under a second
-        {50 * s, 3.5, 15 * s}, // room for a part of a step counts
+        {10 * s, 5, 2 * s},
+        {40 * s, 4, 10 * s},
+        {41 * s, 4, 15 * s},
+        {100 * s, 4, 30 * s},
+        {300 * s, 5, 1 * min},
+        {301 * s, 5, 2 * min},
+        {17 * min, 4, 5 * min},
+        {50 * min, 4, 15 * min},
+        {2 * h, 4, 30 * min},
+        {6 * h, 4, 2 * h},
+        {9 * h, 4, 3 * h},
+        {13 * h, 4, 6 * h},
+        {40 * h, 4, 12 * h},
+        {3 * 24 * h, 4, 24 * h},
+        {9 * 24 * h, 4, 3 * 24 * h}, // beyond the table,
+                                     // whole days
+        {0.3 * s, 4, 1 * s},         // never under a second
+        {50 * s, 3.5, 15 * s},       // room for a part of a step counts
     };
     for (const Case& one : cases)
         EXPECT_EQ(stepMs(one.span, one.intervals), one.step) << one.span << " ms in " << one.intervals;
