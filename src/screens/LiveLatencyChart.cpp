@@ -1,5 +1,8 @@
 #include "screens/LiveLatencyChart.h"
 
+#include "screens/ProbeColors.h"
+#include "screens/ResultsPalette.h"
+
 #include <algorithm>
 #include <cmath>
 #include <vector>
@@ -10,38 +13,10 @@ namespace LiveLatencyChart {
 
 namespace {
 
-// Colours are given as sRGB fractions; the nearest 8-bit value of each channel is what gets drawn.
-RgbColor fromUnit(double red, double green, double blue) {
-    return {int(std::lround(red * 255)), int(std::lround(green * 255)), int(std::lround(blue * 255))};
-}
-
-struct ProbeStyle {
-    QString type;
-    QString legendLabel;
-    RgbColor color;
-};
-
-const QList<ProbeStyle>& probeStyles() {
-    static const QList<ProbeStyle> styles = {
-        {u"ping"_s, u"ICMP"_s, fromUnit(0.231, 0.510, 0.965)},
-        {u"udp"_s, u"UDP"_s, fromUnit(0.976, 0.451, 0.086)},
-        {u"tcp"_s, u"TCP"_s, fromUnit(0.063, 0.725, 0.506)},
-        {u"http"_s, u"HTTP"_s, fromUnit(0.545, 0.361, 0.965)},
-        {u"dns"_s, u"DNS"_s, fromUnit(0.925, 0.282, 0.600)},
-        {u"quic"_s, u"QUIC"_s, fromUnit(0.024, 0.714, 0.831)},
-    };
-    return styles;
-}
-
-constexpr RgbColor otherProbeColor{142, 142, 147};
-
-qsizetype styleIndex(const QString& probeType) {
-    const QList<ProbeStyle>& styles = probeStyles();
-    for (qsizetype i = 0; i < styles.size(); ++i) {
-        if (styles[i].type == probeType)
-            return i;
-    }
-    return styles.size(); // the slot of the unknown types
+// The slot of a probe type among the frame's dot series; the unknown types share the last one.
+qsizetype seriesIndex(const QStringList& knownTypes, const QString& probeType) {
+    const qsizetype index = knownTypes.indexOf(probeType);
+    return index < 0 ? knownTypes.size() : index;
 }
 
 } // namespace
@@ -62,34 +37,22 @@ QString collectingText() {
     return u"Collecting data..."_s;
 }
 
-RgbColor probeColor(const QString& probeType) {
-    const qsizetype index = styleIndex(probeType);
-    return index < probeStyles().size() ? probeStyles()[index].color : otherProbeColor;
-}
-
 RgbColor lossColor() {
-    return {255, 59, 48};
+    return ResultsPalette::lossColor();
 }
 
 RgbColor speedTestBandColor() {
-    return {245, 158, 11};
+    return ResultsPalette::speedTestColor();
 }
 
 RgbColor videoBandColor() {
     return {175, 82, 222};
 }
 
-QList<QString> knownProbeTypes() {
-    QList<QString> types;
-    for (const ProbeStyle& style : probeStyles())
-        types.append(style.type);
-    return types;
-}
-
 QList<LegendEntry> legend() {
     QList<LegendEntry> entries;
-    for (const ProbeStyle& style : probeStyles())
-        entries.append({style.legendLabel, Mark::dot, style.color});
+    for (const QString& type : ProbeColors::knownProbeTypes())
+        entries.append({ProbeColors::probeLabel(type), Mark::dot, ProbeColors::probeColor(type)});
     entries.append({u"Loss"_s, Mark::cross, lossColor()});
     entries.append({u"Speed Test"_s, Mark::bar, speedTestBandColor()});
     entries.append({u"Video"_s, Mark::bar, videoBandColor()});
@@ -142,6 +105,11 @@ std::optional<ClosedRange> xDomain(std::span<const LatencyPoint> window) {
     return ClosedRange{double(earliest), std::max(double(latest), double(earliest) + shortestSpanMs)};
 }
 
+ClosedRange withEdgeRoom(const ClosedRange& samplesSpan) {
+    const double room = (samplesSpan.upperBound - samplesSpan.lowerBound) * edgeRoom;
+    return {samplesSpan.lowerBound - room, samplesSpan.upperBound + room};
+}
+
 QList<Band> bands(const QList<SpeedTestRange>& ranges, BandKind kind, const ClosedRange& xDomain,
                   const QDateTime& now) {
     std::vector<std::pair<double, double>> spans;
@@ -175,13 +143,14 @@ Frame frame(const QList<LatencyPoint>& latencyPoints, const QList<SpeedTestRange
     }
 
     result.drawn = true;
-    result.xDomain = *xDomain(shown);
+    result.xDomain = withEdgeRoom(*xDomain(shown));
+    result.timeLabels = TimeAxisTicks::ticks(result.xDomain, timeLabelIntervals);
     result.yDomain = liveLatencyYDomain(shown);
 
-    const QList<ProbeStyle>& styles = probeStyles();
-    for (const ProbeStyle& style : styles)
-        result.dots.append({style.type, style.color, {}});
-    result.dots.append({QString(), otherProbeColor, {}});
+    const QStringList knownTypes = ProbeColors::knownProbeTypes();
+    for (const QString& type : knownTypes)
+        result.dots.append({type, ProbeColors::probeColor(type), {}});
+    result.dots.append({QString(), ProbeColors::probeColor(QString()), {}});
     for (DotSeries& series : result.dots)
         series.points.reserve(qsizetype(shown.size()));
 
@@ -189,7 +158,7 @@ Frame frame(const QList<LatencyPoint>& latencyPoints, const QList<SpeedTestRange
     for (const LatencyPoint& point : shown) {
         const double x = double(point.date.toMSecsSinceEpoch());
         if (point.rttMs)
-            result.dots[styleIndex(point.probeType)].points.append({x, *point.rttMs});
+            result.dots[seriesIndex(knownTypes, point.probeType)].points.append({x, *point.rttMs});
         if (point.loss)
             result.losses.append({x, lossY});
     }

@@ -3,6 +3,7 @@
 #include "capture/CaptureSeries.h"
 #include "capture/ResultsCharts.h"
 #include "capture/RgbColor.h"
+#include "screens/TimeAxisTicks.h"
 
 #include <QDateTime>
 #include <QList>
@@ -23,6 +24,7 @@ inline constexpr qsizetype windowSize = 600;
 // Below this many samples a chart says nothing yet; a placeholder stands there instead.
 inline constexpr qsizetype minimumPoints = 3;
 
+// Mark sizes are areas in square points, as in every chart.
 inline constexpr double dotSize = 10;
 inline constexpr double dotOpacity = 0.7;
 inline constexpr double crossSize = 20;
@@ -31,11 +33,13 @@ inline constexpr double bandOpacity = 0.12;
 // Lost samples have no round trip, so their crosses sit near the top: the scale ends at one and a half
 // times the 99th percentile, which leaves that stripe free of dots.
 inline constexpr double lossMarkHeight = 0.95;
-// Labels on the time axis, which reads to the second.
-inline constexpr int timeTickCount = 5;
-// A window of a few seconds, or of one moment, still gets a time axis whose labels differ: at least a
-// second from one label to the next.
-inline constexpr double shortestSpanMs = (timeTickCount - 1) * 1000.0;
+// The time axis is cut into at most this many steps between labels, at round times.
+inline constexpr int timeLabelIntervals = 4;
+// A window of one moment still gets a time axis a few seconds long.
+inline constexpr double shortestSpanMs = 4000;
+// Room at either end of the time axis, as a share of the window: the marks of the oldest and the
+// newest samples stand whole inside the plot rather than cut in half by its edges.
+inline constexpr double edgeRoom = 0.01;
 // The chart follows its inputs at most twice a second, as the latency series itself does.
 inline constexpr double rebuildIntervalSeconds = 0.5;
 
@@ -44,14 +48,11 @@ QString unit();        // "ms"
 QString waitingText(); // "Waiting for first measurements..."
 QString collectingText();
 
-// The colour of a probe type's dots; unknown types are gray.
-RgbColor probeColor(const QString& probeType);
+// The colours of the marks that aren't a probe's: the probes' own come from ProbeColors. Loss and speed
+// tests look as they do in the results.
 RgbColor lossColor();
 RgbColor speedTestBandColor();
 RgbColor videoBandColor();
-
-// The probe types that have a colour and a legend entry of their own, in legend order.
-QList<QString> knownProbeTypes();
 
 enum class Mark { dot, cross, bar };
 
@@ -79,6 +80,8 @@ double yTickInterval(const ClosedRange& yDomain);
 
 // From the earliest to the latest sample of the window, at least `shortestSpanMs` wide.
 std::optional<ClosedRange> xDomain(std::span<const LatencyPoint> window);
+// The time axis of the samples' span: `edgeRoom` of it added at each end.
+ClosedRange withEdgeRoom(const ClosedRange& samplesSpan);
 
 // The dots of one probe type, or of all unknown types together.
 struct DotSeries {
@@ -107,10 +110,11 @@ struct Frame {
     // False while there are too few samples: the placeholder text shows instead of the chart.
     bool drawn = false;
     QString placeholderText;
-    ClosedRange xDomain;
+    ClosedRange xDomain; // the samples' span with room at its ends
     ClosedRange yDomain;
-    // One entry for each of `knownProbeTypes` in that order, then one for the unknown types; present
-    // even when empty, so that a view can keep one series for each.
+    QList<TimeAxisTicks::Tick> timeLabels;
+    // One entry for each of `ProbeColors::knownProbeTypes` in that order, then one for the unknown types;
+    // present even when empty, so that a view can keep one series for each.
     QList<DotSeries> dots;
     QList<QPointF> losses;
     QList<Band> bands; // the speed-test bands, then the video bands

@@ -1,5 +1,6 @@
 #include "screens/LossHeatmap.h"
 
+#include "screens/ProbeColors.h"
 #include "screens/ResultsPalette.h"
 
 #include <QDateTime>
@@ -40,13 +41,7 @@ double cellOpacity(double lossRate) {
 }
 
 QString protocolLabel(const QString& probeType) {
-    for (const ResultsPalette::LegendEntry& entry : ResultsPalette::latencyLegend()) {
-        if (entry.key == probeType)
-            return entry.label;
-    }
-    if (probeType == u"udp")
-        return u"UDP"_s;
-    return probeType;
+    return ProbeColors::probeLabel(probeType);
 }
 
 std::optional<QString> excludedText(const QStringList& blockedTargets) {

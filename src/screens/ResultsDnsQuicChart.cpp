@@ -2,7 +2,7 @@
 
 #include "base/NumberText.h"
 #include "capture/SharedFigures.h"
-#include "screens/ResultsPalette.h"
+#include "screens/ProbeColors.h"
 #include "screens/ResultsSeriesThinning.h"
 
 #include <algorithm>
@@ -33,7 +33,7 @@ Model model(const QList<LatencyPoint>& latencyPoints) {
     double first = std::numeric_limits<double>::infinity();
     double last = -std::numeric_limits<double>::infinity();
     for (const auto& [label, probeType] : kinds) {
-        Series series{label, probeType, ResultsPalette::probeColor(probeType), {}};
+        Series series{label, probeType, ProbeColors::probeColor(probeType), {}};
         QList<double> values;
         QList<QPointF> points;
         for (const LatencyPoint& point : latencyPoints) {

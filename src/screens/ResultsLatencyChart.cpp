@@ -1,26 +1,21 @@
 #include "screens/ResultsLatencyChart.h"
 
+#include "base/NumberText.h"
+#include "screens/ProbeColors.h"
+
 #include <QDateTime>
 #include <QHash>
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
+#include <numeric>
 #include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace ResultsLatencyChart {
 
-double markDiameter(double size) {
-    return 2.0 * std::sqrt(std::max(0.0, size) / std::numbers::pi);
-}
-
 namespace {
-
-qint64 wholeMs(double value) {
-    return std::llround(value);
-}
 
 // The bands that touch the window, cut to it. The bands are in time order and don't overlap, so both
 // their starts and their ends rise: a binary search finds the first one.
@@ -64,9 +59,9 @@ QString speedTestKey() {
 std::optional<QString> percentileText(const std::optional<Percentiles>& percentiles) {
     if (!percentiles)
         return std::nullopt;
-    const auto whole = [](double value) { return QString::number(std::llround(value)); };
-    return u"P50: "_s + whole(percentiles->p50) + u"ms | P95: "_s + whole(percentiles->p95) +
-           u"ms | P99: "_s + whole(percentiles->p99) + u"ms"_s;
+    using NumberText::wholePart;
+    return u"P50: "_s + wholePart(percentiles->p50) + u"ms | P95: "_s + wholePart(percentiles->p95) +
+           u"ms | P99: "_s + wholePart(percentiles->p99) + u"ms"_s;
 }
 
 double lossBandOpacity(double lossRate) {
@@ -74,9 +69,9 @@ double lossBandOpacity(double lossRate) {
     return 0.05 + 0.25 * std::clamp(lossRate, 0.0, 1.0);
 }
 
-QList<LegendItem> legend(const QSet<QString>& hidden) {
+QList<LegendItem> legend(const QStringList& probeTypes, const QSet<QString>& hidden) {
     QList<LegendItem> items;
-    for (const ResultsPalette::LegendEntry& entry : ResultsPalette::latencyLegend()) {
+    for (const ResultsPalette::LegendEntry& entry : ResultsPalette::latencyLegend(probeTypes)) {
         const bool off = hidden.contains(entry.key);
         items.append({entry, off, off ? hiddenLegendOpacity : 1.0});
     }
@@ -89,27 +84,24 @@ QSet<QString> toggled(QSet<QString> hidden, const QString& key) {
     return hidden;
 }
 
-QList<TimeLabel> timeLabels(const ClosedRange& xDomain) {
-    const double span = xDomain.upperBound - xDomain.lowerBound;
-    if (!(span > 0) || !std::isfinite(span))
-        return {};
-    static constexpr qint64 stepsSeconds[] = {1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200};
-    qint64 stepMs = stepsSeconds[std::size(stepsSeconds) - 1] * 1000;
-    for (const qint64 seconds : stepsSeconds) {
-        if (double(seconds) * 1000 * timeLabelCount >= span) {
-            stepMs = seconds * 1000;
-            break;
-        }
+QList<double> ruleLabelTops(const QList<double>& ruleYs, double labelHeight, double gap, double bottom) {
+    std::vector<qsizetype> order(size_t(ruleYs.size()));
+    std::iota(order.begin(), order.end(), 0);
+    // From the top down; of rules at one height the later (the higher percentile) goes on top.
+    std::sort(order.begin(), order.end(), [&](qsizetype a, qsizetype b) {
+        return ruleYs[a] < ruleYs[b] || (ruleYs[a] == ruleYs[b] && a > b);
+    });
+    QList<double> tops(ruleYs.size());
+    for (size_t i = 0; i < order.size(); ++i) {
+        const double wanted = ruleYs[order[i]] - labelHeight - gap;
+        tops[order[i]] = i == 0 ? wanted : std::max(wanted, tops[order[i - 1]] + labelHeight + gap);
     }
-    // Round times in local time: a zone half an hour off UTC still gets its labels on the hour.
-    const qint64 first = wholeMs(xDomain.lowerBound);
-    const qint64 offsetMs = qint64(QDateTime::fromMSecsSinceEpoch(first).offsetFromUtc()) * 1000;
-    qint64 tick = ((first + offsetMs + stepMs - 1) / stepMs) * stepMs - offsetMs;
-    const QString format = stepMs < 60'000 ? u"HH:mm:ss"_s : u"HH:mm"_s;
-    QList<TimeLabel> labels;
-    for (; double(tick) <= xDomain.upperBound; tick += stepMs)
-        labels.append({double(tick), QDateTime::fromMSecsSinceEpoch(tick).toString(format)});
-    return labels;
+    for (size_t i = order.size(); i-- > 0;) {
+        const double limit =
+            i + 1 == order.size() ? bottom - labelHeight : tops[order[i + 1]] - labelHeight - gap;
+        tops[order[i]] = std::min(tops[order[i]], limit);
+    }
+    return tops;
 }
 
 Timeline::Timeline(const QList<LatencyPoint>& points, const QList<SpeedTestRange>& speedTestRanges) {
@@ -120,14 +112,9 @@ Timeline::Timeline(const QList<LatencyPoint>& points, const QList<SpeedTestRange
     m_yDomain = ResultsAnalysis::latencyYDomain(values);
     m_span = ResultsAnalysis::chartTimeSpan(points);
 
-    // The palette's protocols in legend order first, so that their colours stack the same way in
-    // every capture; "udp" has a colour but no legend entry.
-    QStringList known;
-    for (const ResultsPalette::LegendEntry& entry : ResultsPalette::latencyLegend()) {
-        if (entry.key != lossKey() && entry.key != speedTestKey())
-            known.append(entry.key);
-    }
-    known.append(u"udp"_s);
+    // The protocols that have a colour first, in legend order, so that their colours stack the same
+    // way in every capture.
+    const QStringList known = ProbeColors::knownProbeTypes();
     QHash<QString, int> seriesOf;
     QStringList appearance;
     m_samples.reserve(size_t(points.size()));
@@ -234,7 +221,7 @@ Frame Timeline::frame(double scrollSeconds, const QSet<QString>& hidden) const {
     Frame result;
     result.xDomain = window(scrollSeconds);
     result.yDomain = m_yDomain;
-    result.timeLabels = timeLabels(result.xDomain);
+    result.timeLabels = TimeAxisTicks::ticks(result.xDomain, timeLabelIntervals);
 
     if (!hidden.contains(speedTestKey()))
         appendBandsIn(m_speedTestBands, result.xDomain, result.bands);
@@ -250,7 +237,7 @@ Frame Timeline::frame(double scrollSeconds, const QSet<QString>& hidden) const {
     const auto [first, last] = range(result.xDomain);
     std::vector<bool> shown(size_t(m_probeTypes.size()));
     for (qsizetype i = 0; i < m_probeTypes.size(); ++i) {
-        result.dots.append({m_probeTypes[i], ResultsPalette::probeColor(m_probeTypes[i]), {}});
+        result.dots.append({m_probeTypes[i], ProbeColors::probeColor(m_probeTypes[i]), {}});
         shown[size_t(i)] = !hidden.contains(m_probeTypes[i]);
     }
     const double lossY = m_yDomain.upperBound * lossMarkHeight;

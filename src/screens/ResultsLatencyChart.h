@@ -4,6 +4,7 @@
 #include "capture/ResultsCharts.h"
 #include "capture/RgbColor.h"
 #include "screens/ResultsPalette.h"
+#include "screens/TimeAxisTicks.h"
 
 #include <QList>
 #include <QPointF>
@@ -19,13 +20,11 @@
 // are milliseconds since the epoch. The view only hands these to the charting library.
 namespace ResultsLatencyChart {
 
-// Mark sizes are areas in square pixels, as chart symbols are sized: a lost sample's point covers five
-// thirds of the ink of an answered one, and thousands of answered points stay apart.
+// Mark sizes are areas in square points, as in every chart: a lost sample's point covers five thirds of
+// the ink of an answered one, and thousands of answered points stay apart.
 inline constexpr double dotSize = 12;
 inline constexpr double dotOpacity = 0.7;
 inline constexpr double lossPointSize = 20;
-// The diameter of a round mark of the given area.
-double markDiameter(double size);
 inline constexpr double lossPointOpacity = 0.6;
 inline constexpr double speedTestBandOpacity = 0.12;
 inline constexpr double lossBucketSeconds = 10;
@@ -34,8 +33,8 @@ inline constexpr double hiddenLegendOpacity = 0.3;
 // Lost samples have no round trip: their points sit near the top, in the stripe above one and a half
 // times P99 that the answered samples leave free.
 inline constexpr double lossMarkHeight = 0.9;
-// About this many labels along the visible window.
-inline constexpr int timeLabelCount = 5;
+// The visible window is cut into at most this many steps between time labels.
+inline constexpr int timeLabelIntervals = 5;
 
 QString title();         // "Latency Timeline"
 QString timeAxisTitle(); // "Time"
@@ -44,7 +43,8 @@ QString unit();          // "ms"
 QString lossKey();       // "loss"
 QString speedTestKey();  // "speedtest"
 
-// "P50: 21ms | P95: 30ms | P99: 41ms", in whole milliseconds; nothing without percentiles.
+// "P50: 21ms | P95: 30ms | P99: 41ms", each cut to its whole milliseconds as every whole number of the
+// program is (30.6 reads 30); nothing without percentiles.
 std::optional<QString> percentileText(const std::optional<Percentiles>& percentiles);
 
 // A loss bucket's band: fainter for a little loss, stronger for much.
@@ -57,7 +57,8 @@ struct LegendItem {
     double opacity = 1;
     friend bool operator==(const LegendItem&, const LegendItem&) = default;
 };
-QList<LegendItem> legend(const QSet<QString>& hidden);
+// The legend of a capture whose dots are of `probeTypes` (Timeline::probeTypes).
+QList<LegendItem> legend(const QStringList& probeTypes, const QSet<QString>& hidden);
 // A click on a legend dot: its key leaves the hidden set if it is in it, and joins it otherwise.
 QSet<QString> toggled(QSet<QString> hidden, const QString& key);
 
@@ -77,22 +78,18 @@ struct Rule {
     friend bool operator==(const Rule&, const Rule&) = default;
 };
 
+// Where the rules' labels go, up and down the plot (in pixels, growing downwards). Each label of
+// `labelHeight` wants to sit just above its rule at `ruleYs`; close percentiles would put labels over
+// each other, so each one moves down as little as keeps it `gap` below the label over it, and all move
+// back up as far as the lowest needs to stay above `bottom`. The tops, in the order of `ruleYs`.
+QList<double> ruleLabelTops(const QList<double>& ruleYs, double labelHeight, double gap, double bottom);
+
 struct DotSeries {
     QString key; // the probe type
     RgbColor color;
     QList<QPointF> points;
     friend bool operator==(const DotSeries&, const DotSeries&) = default;
 };
-
-struct TimeLabel {
-    double ms = 0;
-    QString text;
-    friend bool operator==(const TimeLabel&, const TimeLabel&) = default;
-};
-
-// The labels of a time window, at round times (every 2 s, 5 s, 10 s … 1 h) in local time; to the
-// second for steps under a minute.
-QList<TimeLabel> timeLabels(const ClosedRange& xDomain);
 
 // What the chart draws for one window.
 struct Frame {
@@ -104,7 +101,7 @@ struct Frame {
     // hidden, so that a view can keep one series for each.
     QList<DotSeries> dots;
     QList<QPointF> losses;
-    QList<TimeLabel> timeLabels;
+    QList<TimeAxisTicks::Tick> timeLabels; // at round times of the window
     friend bool operator==(const Frame&, const Frame&) = default;
 };
 
@@ -121,8 +118,8 @@ public:
     const ClosedRange& yDomain() const { return m_yDomain; }
     const TimeSpan& span() const { return m_span; }
     double startMs() const { return m_startMs; }
-    // The probe types of the capture: those of the palette in legend order, then others as they
-    // first appear.
+    // The probe types of the capture's dots: those of ProbeColors in legend order, then others as
+    // they first appear.
     const QStringList& probeTypes() const { return m_probeTypes; }
     const QList<Band>& speedTestBands() const { return m_speedTestBands; }
     const QList<Band>& lossBands() const { return m_lossBands; }

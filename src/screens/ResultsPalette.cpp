@@ -1,38 +1,19 @@
 #include "screens/ResultsPalette.h"
 
+#include "screens/ProbeColors.h"
+
 using namespace Qt::StringLiterals;
 
 namespace ResultsPalette {
 
 namespace {
 
-constexpr RgbColor ping{59, 130, 246};
-constexpr RgbColor tcp{249, 115, 22};
-constexpr RgbColor http{139, 92, 246};
-constexpr RgbColor dns{236, 72, 153};
-constexpr RgbColor quic{6, 182, 212};
-constexpr RgbColor udp{16, 185, 129};
 constexpr RgbColor loss{239, 68, 68};
 constexpr RgbColor amber{245, 158, 11};
-constexpr RgbColor grey{142, 142, 147};
+constexpr RgbColor green{16, 185, 129};
+constexpr RgbColor blue{59, 130, 246};
 
 } // namespace
-
-RgbColor probeColor(const QString& probeType) {
-    if (probeType == u"ping")
-        return ping;
-    if (probeType == u"tcp")
-        return tcp;
-    if (probeType == u"http")
-        return http;
-    if (probeType == u"dns")
-        return dns;
-    if (probeType == u"quic")
-        return quic;
-    if (probeType == u"udp")
-        return udp;
-    return grey;
-}
 
 RgbColor lossColor() {
     return loss;
@@ -43,27 +24,36 @@ RgbColor speedTestColor() {
 }
 
 RgbColor downloadColor() {
-    return udp;
+    return green;
 }
 
 RgbColor uploadColor() {
-    return ping;
+    return blue;
 }
 
 RgbColor bottleneckColor() {
     return amber;
 }
 
-QList<LegendEntry> latencyLegend() {
-    return {
-        {u"ICMP"_s, u"ping"_s, ping},
-        {u"TCP"_s, u"tcp"_s, tcp},
-        {u"HTTP"_s, u"http"_s, http},
-        {u"DNS"_s, u"dns"_s, dns},
-        {u"QUIC"_s, u"quic"_s, quic},
-        {u"loss"_s, u"loss"_s, loss},
-        {u"Speed Test"_s, u"speedtest"_s, amber},
+QList<LegendEntry> latencyLegend(const QStringList& probeTypes) {
+    // "udp" has a colour but stands in the legend only when a capture has its points.
+    const QStringList always = {u"ping"_s, u"tcp"_s, u"http"_s, u"dns"_s, u"quic"_s};
+    QList<LegendEntry> entries;
+    const auto add = [&entries](const QString& type) {
+        entries.append({ProbeColors::probeLabel(type), type, ProbeColors::probeColor(type)});
     };
+    const QStringList known = ProbeColors::knownProbeTypes();
+    for (const QString& type : known) {
+        if (always.contains(type) || probeTypes.contains(type))
+            add(type);
+    }
+    for (const QString& type : probeTypes) {
+        if (!known.contains(type))
+            add(type);
+    }
+    entries.append({u"loss"_s, u"loss"_s, loss});
+    entries.append({u"Speed Test"_s, u"speedtest"_s, amber});
+    return entries;
 }
 
 } // namespace ResultsPalette

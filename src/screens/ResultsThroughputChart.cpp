@@ -12,6 +12,12 @@ namespace ResultsThroughputChart {
 
 namespace {
 
+// Sideways offsets, repeated, as fractions of the box's width: all within the box.
+double spread(qsizetype index) {
+    constexpr double offsets[] = {0, -0.24, 0.24, -0.12, 0.12, -0.36, 0.36};
+    return offsets[index % qsizetype(std::size(offsets))] * boxWidth;
+}
+
 QList<ThroughputPoint> testsOf(const CaptureSnapshot& capture, const QString& direction) {
     QList<ThroughputPoint> tests;
     for (const ThroughputPoint& point : capture.throughputPoints) {
@@ -35,6 +41,8 @@ SubChart subChart(const QString& title, const RgbColor& color, const QList<Throu
             chart.bars.append({test.testNum, u'#' + QString::number(test.testNum), test.mbps});
     } else {
         chart.box = boxSummary(chart.values);
+        for (qsizetype i = 0; i < tests.size(); ++i)
+            chart.testPoints.append(QPointF(spread(i), tests[i].mbps));
     }
     return chart;
 }

@@ -4,6 +4,7 @@
 #include "capture/RgbColor.h"
 
 #include <QList>
+#include <QPointF>
 #include <QString>
 
 #include <optional>
@@ -14,6 +15,12 @@ namespace ResultsThroughputChart {
 
 // Up to this many tests in either direction each gets a bar of its own.
 inline constexpr qsizetype largestBarCount = 5;
+// A box plot's tests are small faint points behind the box: dozens of them, drawn over it at full
+// strength, would bury the box and its median. The size is an area in square points.
+inline constexpr double testPointSize = 12;
+inline constexpr double testPointOpacity = 0.4;
+// The box's width in the units of its one category; the tests spread sideways within it.
+inline constexpr double boxWidth = 0.5;
 
 QString title(); // "Speed Test"
 
@@ -40,8 +47,11 @@ struct SubChart {
     RgbColor color;
     QList<Bar> bars;               // bar form only, in test order
     std::optional<BoxSummary> box; // box-plot form only
-    QList<double> values;          // every rate of the direction, ascending
-    double top = 0;                // the largest rate; the scale starts at 0
+    // Box-plot form only: each test at its rate, moved a little sideways by its place in the list so
+    // that equal rates don't hide each other; 0 is the middle of the box.
+    QList<QPointF> testPoints;
+    QList<double> values; // every rate of the direction, ascending
+    double top = 0;       // the largest rate; the scale starts at 0
     friend bool operator==(const SubChart&, const SubChart&) = default;
 };
 

@@ -1,6 +1,11 @@
 #include "screens/LiveLatencyChart.h"
 
+#include "screens/ProbeColors.h"
+#include "screens/ResultsPalette.h"
+
 #include <gtest/gtest.h>
+
+#include <cmath>
 
 using namespace Qt::StringLiterals;
 using namespace LiveLatencyChart;
@@ -64,7 +69,7 @@ TEST(LiveLatencyChartWindow, TheFrameDrawsOnlyTheWindow) {
     ASSERT_TRUE(shown.drawn);
     EXPECT_EQ(shown.dots[0].points.size(), 600);
     EXPECT_EQ(shown.dots[0].points.first().x(), ms(100));
-    EXPECT_EQ(shown.xDomain, (ClosedRange{ms(100), ms(699)}));
+    EXPECT_EQ(shown.xDomain, withEdgeRoom({ms(100), ms(699)}));
 }
 
 TEST(LiveLatencyChartFrame, TwoPointsShowThePlaceholderThreeTheChart) {
@@ -146,26 +151,13 @@ TEST(LiveLatencyChartDots, EachProbeTypeHasItsSeriesAndColourUnknownOnesShareGra
     const QStringList order = {u"ping"_s, u"udp"_s, u"tcp"_s, u"http"_s, u"dns"_s, u"quic"_s, QString()};
     for (qsizetype i = 0; i < order.size(); ++i) {
         EXPECT_EQ(shown.dots[i].probeType, order[i]);
-        EXPECT_EQ(shown.dots[i].color, probeColor(order[i]));
+        EXPECT_EQ(shown.dots[i].color, ProbeColors::probeColor(order[i]));
     }
     EXPECT_EQ(shown.dots[0].points, (QList<QPointF>{{ms(1), 20}}));
     EXPECT_EQ(shown.dots[1].points, (QList<QPointF>{{ms(0), 10}, {ms(5), 60}}));
     EXPECT_TRUE(shown.dots[2].points.isEmpty());
     EXPECT_EQ(shown.dots[5].points, (QList<QPointF>{{ms(2), 30}}));
     EXPECT_EQ(shown.dots[6].points, (QList<QPointF>{{ms(3), 40}, {ms(4), 50}}));
-}
-
-TEST(LiveLatencyChartDots, ProbeColoursAreTheSixGivenOnesAndGray) {
-    EXPECT_EQ(probeColor(u"ping"_s).hexName(), u"#3b82f6"_s);
-    EXPECT_EQ(probeColor(u"udp"_s).hexName(), u"#f97316"_s);
-    EXPECT_EQ(probeColor(u"tcp"_s).hexName(), u"#10b981"_s);
-    EXPECT_EQ(probeColor(u"http"_s).hexName(), u"#8b5cf6"_s);
-    EXPECT_EQ(probeColor(u"dns"_s).hexName(), u"#ec4899"_s);
-    EXPECT_EQ(probeColor(u"quic"_s).hexName(), u"#06b6d4"_s);
-    const RgbColor gray = probeColor(u"cf_speed"_s);
-    EXPECT_EQ(gray.red, gray.green);
-    EXPECT_NEAR(gray.blue, gray.red, 8);
-    EXPECT_EQ(probeColor(u"PING"_s), gray) << "probe types are matched exactly";
 }
 
 TEST(LiveLatencyChartLoss, LostSamplesAreCrossesNearTheTopNotDots) {
@@ -188,7 +180,7 @@ TEST(LiveLatencyChartLegend, IsFixedInItsOrderWithItsMarks) {
                                    u"Speed Test"_s, u"Video"_s}));
     for (qsizetype i = 0; i < 6; ++i) {
         EXPECT_EQ(entries[i].mark, Mark::dot);
-        EXPECT_EQ(entries[i].color, probeColor(knownProbeTypes()[i]));
+        EXPECT_EQ(entries[i].color, ProbeColors::probeColor(ProbeColors::knownProbeTypes()[i]));
     }
     EXPECT_EQ(entries[6].mark, Mark::cross);
     EXPECT_EQ(entries[6].color, lossColor());
@@ -213,16 +205,41 @@ TEST(LiveLatencyChartXDomain, SpansTheEarliestToTheLatestSample) {
     EXPECT_FALSE(xDomain({}));
 }
 
-TEST(LiveLatencyChartXDomain, SamplesOfOneInstantGetASecondForEachStepBetweenTimeLabels) {
+TEST(LiveLatencyChartXDomain, SamplesOfOneInstantGetAnAxisOfAFewSeconds) {
     const QList<LatencyPoint> points = {sample(7, 1), sample(7, 2), sample(7, 3)};
     EXPECT_EQ(xDomain(window(points)), (ClosedRange{ms(7), ms(11)}));
 }
 
-TEST(LiveLatencyChartXDomain, AFewSecondsWidenSoThatNoTwoTimeLabelsRepeat) {
+TEST(LiveLatencyChartXDomain, AFewSecondsWidenToTheShortestSpan) {
     const QList<LatencyPoint> points = {sample(7, 1), sample(8, 2), sample(9, 3)};
     EXPECT_EQ(xDomain(window(points)), (ClosedRange{ms(7), ms(11)}));
     const QList<LatencyPoint> longer = {sample(7, 1), sample(12, 2), sample(13, 3)};
     EXPECT_EQ(xDomain(window(longer)), (ClosedRange{ms(7), ms(13)}));
+}
+
+TEST(LiveLatencyChartXDomain, TheOldestAndNewestMarksStandInsideThePlot) {
+    // The marks of the first and the last sample are centred on their moments: at the very ends of the
+    // axis half of each would be cut off.
+    const Frame shown = frame(pings({20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30}), {}, {}, 10, at(10));
+    EXPECT_DOUBLE_EQ(shown.xDomain.lowerBound, ms(0) - 10'000 * edgeRoom);
+    EXPECT_DOUBLE_EQ(shown.xDomain.upperBound, ms(10) + 10'000 * edgeRoom);
+    EXPECT_GT(edgeRoom, 0);
+}
+
+TEST(LiveLatencyChartXDomain, TimeLabelsStandAtRoundSecondsOfTheWindow) {
+    QList<LatencyPoint> points;
+    for (int i = 0; i < 100; ++i)
+        points.append(sample(3.3 + i * 0.61, 20));
+    const Frame shown = frame(points, {}, {}, 70, at(70));
+    EXPECT_EQ(shown.timeLabels, TimeAxisTicks::ticks(shown.xDomain, timeLabelIntervals));
+    ASSERT_GE(shown.timeLabels.size(), 2);
+    const double step = shown.timeLabels[1].ms - shown.timeLabels[0].ms;
+    EXPECT_EQ(step, 30'000) << "a minute's window, cut into at most four steps";
+    for (const TimeAxisTicks::Tick& tick : shown.timeLabels) {
+        EXPECT_EQ(std::fmod(tick.ms - ms(0), step), 0) << tick.text.toStdString();
+        EXPECT_GE(tick.ms, shown.xDomain.lowerBound);
+        EXPECT_LE(tick.ms, shown.xDomain.upperBound);
+    }
 }
 
 TEST(LiveLatencyChartBands, OnlyRangesThatTouchTheWindowAreDrawnCutToIt) {
@@ -262,8 +279,9 @@ TEST(LiveLatencyChartBands, TheFrameHasSpeedTestBandsThenVideoBands) {
     QList<double> rtts(61, 20.0);
     const Frame shown = frame(pings(rtts), {range(10, 20), range(55, std::nullopt)},
                               {range(5, 8), range(-30, -10)}, 60, at(60.5));
+    // The running test reaches the present moment, which the room after the newest sample shows.
     EXPECT_EQ(shown.bands, (QList<Band>{{BandKind::speedTest, ms(10), ms(20)},
-                                        {BandKind::speedTest, ms(55), ms(60)},
+                                        {BandKind::speedTest, ms(55), ms(60.5)},
                                         {BandKind::video, ms(5), ms(8)}}));
 }
 

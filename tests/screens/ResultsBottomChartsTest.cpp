@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <QSet>
+
 #include <algorithm>
+#include <cmath>
 
 using namespace Qt::StringLiterals;
 using namespace ResultsBottomCharts;
@@ -218,6 +221,30 @@ TEST(ResultsThroughputChartModel, WithSixDownloadTestsTheBoxPlot) {
     EXPECT_EQ(chart.subCharts[0].values, (QList<double>{10, 20, 30, 40, 50, 60}));
     // The upload has five tests only, but the larger count decides the form for both.
     EXPECT_EQ(chart.subCharts[1].values.size(), 5);
+}
+
+TEST(ResultsThroughputChartModel, ABoxPlotsTestsAreSmallFaintPointsSpreadInsideTheBox) {
+    // Dozens of tests, as six hours of them make: their points must leave the box and median visible.
+    CaptureSnapshot capture;
+    for (int i = 1; i <= 40; ++i)
+        capture.throughputPoints.append(test(i, 100 + i % 7, u"download"_s));
+    const auto chart = ResultsThroughputChart::model(capture);
+    ASSERT_EQ(chart.form, ResultsThroughputChart::Form::boxPlot);
+    const auto& download = chart.subCharts[0];
+    ASSERT_EQ(download.testPoints.size(), 40);
+    QSet<double> offsets;
+    for (qsizetype i = 0; i < download.testPoints.size(); ++i) {
+        EXPECT_EQ(download.testPoints[i].y(), capture.throughputPoints[i].mbps);
+        EXPECT_LT(std::abs(download.testPoints[i].x()), ResultsThroughputChart::boxWidth / 2);
+        offsets.insert(download.testPoints[i].x());
+    }
+    EXPECT_GT(offsets.size(), 3) << "equal rates side by side, not on top of each other";
+    EXPECT_LT(ResultsThroughputChart::testPointOpacity, 0.5);
+    EXPECT_LE(ResultsThroughputChart::testPointSize, 12) << "an area no larger than a timeline dot's";
+    // The bars have no separate points.
+    CaptureSnapshot few;
+    few.throughputPoints = {test(1, 10, u"download"_s)};
+    EXPECT_TRUE(ResultsThroughputChart::model(few).subCharts[0].testPoints.isEmpty());
 }
 
 TEST(ResultsThroughputChartModel, BoxPlotExtremesComeFromTheSortedRates) {

@@ -304,6 +304,7 @@ int main(int argc, char* argv[]) {
         {u"celebration-impaired-verdict"_s, [&] { time.advance(1.2); }},
         {u"results-good"_s, [&] { state.loadCapture(goodCsv); }},
         {u"results-good-charts"_s, [&] { TourSteps::scrollScreen(window, 0.55); }},
+        {u"results-good-grid"_s, [&] { TourSteps::scrollScreen(window, 0.95); }},
         {u"results-flaky"_s,
          [&] {
              state.newCapture();
@@ -324,6 +325,8 @@ int main(int argc, char* argv[]) {
              TourSteps::scrollScreen(window, 0.3);
              TourSteps::scrollLatencyChart(window, 0.5);
          }},
+        // The grid of charts below: dozens of speed tests as box plots, hours on the time axes.
+        {u"results-six-hours-charts"_s, [&] { TourSteps::scrollScreen(window, 0.75); }},
         // Each row of the upload status, with the events that the upload tool prints in its scenarios.
         {u"results-upload-preparing"_s,
          [&] {

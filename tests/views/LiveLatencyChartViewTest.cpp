@@ -6,17 +6,19 @@
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/TempHome.h"
+#include "views/ChartMarkers.h"
 #include "views/RunningParts.h"
 #include "views/Theme.h"
 
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QCategoryAxis>
 #include <QChart>
-#include <QDateTimeAxis>
 #include <QImage>
 #include <QLabel>
 #include <QLineSeries>
+#include <QSet>
 #include <QStackedWidget>
 #include <QTemporaryDir>
 #include <QValueAxis>
@@ -136,16 +138,60 @@ TEST_F(LiveLatencyChartViewTest, FeedsTheChartOnlyTheLastSixHundredPoints) {
     flush();
     ASSERT_EQ(state.latencyPoints().size(), 1200);
     EXPECT_EQ(pointCount(view->dotSeries()) + view->lossSeries()->count(), 600);
-    EXPECT_EQ(view->frame().xDomain.lowerBound, double(state.latencyPoints()[600].date.toMSecsSinceEpoch()));
+    EXPECT_EQ(view->frame().xDomain, LiveLatencyChart::withEdgeRoom(
+                                         {double(state.latencyPoints()[600].date.toMSecsSinceEpoch()),
+                                          double(state.latencyPoints().last().date.toMSecsSinceEpoch())}));
 
     const auto* yAxis = qobject_cast<QValueAxis*>(view->chart()->axes(Qt::Vertical).first());
     ASSERT_NE(yAxis, nullptr);
     EXPECT_EQ(yAxis->min(), 0);
     EXPECT_EQ(yAxis->max(), view->frame().yDomain.upperBound);
-    const auto* xAxis = qobject_cast<QDateTimeAxis*>(view->chart()->axes(Qt::Horizontal).first());
+    const auto* xAxis = qobject_cast<QCategoryAxis*>(view->chart()->axes(Qt::Horizontal).first());
     ASSERT_NE(xAxis, nullptr);
-    EXPECT_EQ(xAxis->min().toMSecsSinceEpoch(), qint64(view->frame().xDomain.lowerBound));
-    EXPECT_EQ(xAxis->max().toMSecsSinceEpoch(), qint64(view->frame().xDomain.upperBound));
+    EXPECT_EQ(xAxis->min(), view->frame().xDomain.lowerBound);
+    EXPECT_EQ(xAxis->max(), view->frame().xDomain.upperBound);
+}
+
+TEST_F(LiveLatencyChartViewTest, TimeLabelsReadRoundTimesEachOnce) {
+    auto view = shownView();
+    capture(200);
+    flush();
+    auto* xAxis = qobject_cast<QCategoryAxis*>(view->chart()->axes(Qt::Horizontal).first());
+    ASSERT_NE(xAxis, nullptr);
+    const QStringList labels = xAxis->categoriesLabels();
+    ASSERT_GE(labels.size(), 2);
+    EXPECT_EQ(QSet<QString>(labels.cbegin(), labels.cend()).size(), labels.size());
+    const double step = xAxis->endValue(labels[1]) - xAxis->endValue(labels[0]);
+    EXPECT_EQ(std::fmod(step, 10'000), 0)
+        << "100 seconds of samples, labelled at whole steps of 10 s or more";
+    for (const QString& label : labels) {
+        const QDateTime at = QDateTime::fromMSecsSinceEpoch(qint64(xAxis->endValue(label)));
+        EXPECT_EQ(at.time().msec(), 0);
+        EXPECT_EQ(at.time().second() % 10, 0) << label.toStdString();
+        EXPECT_EQ(at.toString(u"HH:mm:ss"_s), label);
+    }
+}
+
+TEST_F(LiveLatencyChartViewTest, TheNewestDotsStandWholeInsideThePlotThatFillsTheCard) {
+    auto view = shownView();
+    capture(100);
+    flush();
+    QApplication::processEvents();
+    const QRectF plot = view->chart()->plotArea();
+    ASSERT_FALSE(plot.isEmpty());
+    const qreal radius = view->lossSeries()->markerSize() / 2;
+    for (QLineSeries* series : view->dotSeries()) {
+        for (const QPointF& point : series->points()) {
+            const QPointF at = view->chart()->mapToPosition(point, series);
+            EXPECT_LE(at.x() + radius, plot.right());
+            EXPECT_GE(at.x() - radius, plot.left());
+        }
+    }
+    // The plot reaches to within half a time label of the card's right edge, where the last label may
+    // stand.
+    const QFontMetrics labels(view->chart()->axes(Qt::Horizontal).first()->labelsFont());
+    const QPointF plotRight = view->chart()->mapToScene(plot.topRight());
+    EXPECT_GE(plotRight.x(), view->width() - labels.horizontalAdvance(u"00:00:00"_s) / 2.0 - 4);
 }
 
 TEST_F(LiveLatencyChartViewTest, EachProbeTypeHasItsSeriesAndLossesTheirs) {
@@ -162,8 +208,10 @@ TEST_F(LiveLatencyChartViewTest, EachProbeTypeHasItsSeriesAndLossesTheirs) {
     EXPECT_EQ(view->dotSeries()[6]->count(), 1) << "the unknown types";
     EXPECT_EQ(view->dotSeries()[2]->count(), 0) << "a lost tcp sample is no dot";
     EXPECT_EQ(view->lossSeries()->count(), 1);
-    EXPECT_EQ(view->dotSeries()[0]->markerSize(), 10);
-    EXPECT_EQ(view->lossSeries()->markerSize(), 20);
+    // Sizes 10 and 20 are areas in square points, as in the results chart.
+    EXPECT_EQ(view->dotSeries()[0]->markerSize(), ChartMarkers::sideOfArea(10));
+    EXPECT_EQ(view->lossSeries()->markerSize(), ChartMarkers::sideOfArea(20));
+    EXPECT_NEAR(view->dotSeries()[0]->markerSize(), 3.57, 0.01);
     EXPECT_EQ(view->lossSeries()->at(0).y(), view->frame().yDomain.upperBound * 0.95);
 }
 

@@ -1,5 +1,7 @@
 #include "views/ResultsBottomChartsView.h"
 
+#include "views/ChartMarkers.h"
+
 #include "base/VirtualClock.h"
 #include "core/AppState.h"
 #include "screens/ResultsSeriesThinning.h"
@@ -19,14 +21,17 @@
 #include <QBarCategoryAxis>
 #include <QBarSeries>
 #include <QBoxPlotSeries>
+#include <QCategoryAxis>
 #include <QChart>
 #include <QFile>
 #include <QLabel>
 #include <QLineSeries>
 #include <QScrollBar>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTextStream>
 
+#include <functional>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -42,6 +47,34 @@ QStringList labelTexts(const QWidget* widget) {
             texts.append(label->text());
     }
     return texts;
+}
+
+// The time axis of a card: its labels, each checked to read the round time it stands at.
+QStringList roundTimeLabels(const QChart* chart) {
+    auto* axis = qobject_cast<QCategoryAxis*>(chart->axes(Qt::Horizontal).value(0));
+    if (!axis) {
+        ADD_FAILURE() << "no time axis of labelled moments";
+        return {};
+    }
+    const QStringList labels = axis->categoriesLabels();
+    for (qsizetype i = 0; i < labels.size(); ++i) {
+        const QDateTime at = QDateTime::fromMSecsSinceEpoch(qint64(axis->endValue(labels[i])));
+        const bool toTheSecond = labels[i].size() == 8;
+        EXPECT_EQ(at.toString(toTheSecond ? u"HH:mm:ss"_s : u"HH:mm"_s), labels[i]);
+        EXPECT_EQ(at.time().msec(), 0) << labels[i].toStdString();
+        if (!toTheSecond) {
+            EXPECT_EQ(at.time().second(), 0) << labels[i].toStdString();
+        }
+        EXPECT_GE(at.toMSecsSinceEpoch(), axis->min());
+        EXPECT_LE(at.toMSecsSinceEpoch(), axis->max());
+        if (i > 1) {
+            // Evenly spaced, as the grid lines are.
+            EXPECT_EQ(axis->endValue(labels[i]) - axis->endValue(labels[i - 1]),
+                      axis->endValue(labels[1]) - axis->endValue(labels[0]));
+        }
+    }
+    EXPECT_EQ(QSet<QString>(labels.cbegin(), labels.cend()).size(), labels.size()) << "a label repeats";
+    return labels;
 }
 
 template <typename Series> bool hasSeries(const QChart* chart) {
@@ -60,11 +93,32 @@ protected:
     QTemporaryDir logDir;
     FileLogger log{logDir.path()};
     AppState state{log};
+    QTemporaryDir scratch;
 
     void TearDown() override { Theme::apply(*qApp, Theme::Scheme::Light); }
 
     std::unique_ptr<ResultsBottomChartsView> shownView(const QString& csv, int width = 800) {
-        state.loadCapture(testDataPath(u"results-charts/"_s + csv));
+        return shownFile(testDataPath(u"results-charts/"_s + csv), width);
+    }
+
+    // A capture file of the rows that `write` puts under the header, loaded and shown.
+    std::unique_ptr<ResultsBottomChartsView> shownRows(const std::function<void(QTextStream&)>& write,
+                                                       int width = 800) {
+        const QString path = scratch.filePath(u"capture.csv"_s);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) {
+            ADD_FAILURE() << "cannot write " << path.toStdString();
+            return shownFile(path, width);
+        }
+        QTextStream out(&file);
+        out << "timestamp,type,target,value,lost,seq,hop_count,mbps,bytes,streams,details\n";
+        write(out);
+        file.close();
+        return shownFile(path, width);
+    }
+
+    std::unique_ptr<ResultsBottomChartsView> shownFile(const QString& path, int width) {
+        state.loadCapture(path);
         auto view = std::make_unique<ResultsBottomChartsView>(state);
         view->resize(width, view->sizeHint().height());
         view->show();
@@ -173,6 +227,60 @@ TEST_F(ResultsBottomChartsViewTest, SixTestsDrawTheBoxPlotWithTheCdnRow) {
     EXPECT_EQ(throughput->cdnTexts(), (QStringList{u"CDN Diversity"_s, u"Netflix 17"_s, u"Akamai 12"_s}));
 }
 
+TEST_F(ResultsBottomChartsViewTest, ABoxPlotDrawsItsTestsSmallAndFaintBehindTheBox) {
+    auto view = shownView(u"six_tests.csv"_s);
+    auto* throughput = cardAt<ResultsThroughputCard>(*view, 0, 0);
+    ASSERT_NE(throughput, nullptr);
+    for (QChart* chart : throughput->subCharts()) {
+        const QList<QAbstractSeries*> series = chart->series();
+        const auto dots = std::find_if(series.cbegin(), series.cend(),
+                                       [](QAbstractSeries* one) { return qobject_cast<QLineSeries*>(one); });
+        const auto box = std::find_if(series.cbegin(), series.cend(), [](QAbstractSeries* one) {
+            return qobject_cast<QBoxPlotSeries*>(one);
+        });
+        ASSERT_NE(dots, series.cend());
+        ASSERT_NE(box, series.cend());
+        EXPECT_LT(dots, box) << "the tests are drawn first, under the box";
+        auto* tests = static_cast<QLineSeries*>(*dots);
+        EXPECT_EQ(tests->markerSize(), ChartMarkers::sideOfArea(ResultsThroughputChart::testPointSize));
+        EXPECT_LT(tests->markerSize(), 5);
+        const QImage marker = tests->lightMarker().convertToFormat(QImage::Format_ARGB32);
+        ASSERT_FALSE(marker.isNull());
+        EXPECT_NEAR(qAlpha(marker.pixel(marker.width() / 2, marker.height() / 2)),
+                    ResultsThroughputChart::testPointOpacity * 255, 2);
+    }
+}
+
+TEST_F(ResultsBottomChartsViewTest, TimeAxesReadRoundTimesAtEvenSteps) {
+    auto view = shownView(u"good.csv"_s);
+    auto* signal = cardAt<ResultsSignalCard>(*view, 0, 1);
+    auto* download = cardAt<ResultsUtilizationCard>(*view, 1, 0);
+    auto* upload = cardAt<ResultsUtilizationCard>(*view, 2, 0);
+    auto* dnsQuic = cardAt<ResultsDnsQuicCard>(*view, 2, 1);
+    ASSERT_TRUE(signal && download && upload && dnsQuic);
+    for (const QChart* chart : {signal->chart(), download->chart(), upload->chart(), dnsQuic->chart()})
+        EXPECT_GE(roundTimeLabels(chart).size(), 2);
+    // Scrolled back, the signal's labels follow the window.
+    const QStringList newest = roundTimeLabels(signal->chart());
+    signal->scrollBar()->setValue(0);
+    EXPECT_NE(roundTimeLabels(signal->chart()), newest);
+}
+
+TEST_F(ResultsBottomChartsViewTest, AShortCaptureRepeatsNoTimeLabel) {
+    // Two seconds of DNS samples.
+    auto view = shownRows([](QTextStream& out) {
+        const QDateTime start = QDateTime::fromString(u"2026-03-14T16:57:25.400Z"_s, Qt::ISODateWithMs);
+        for (int i = 0; i < 5; ++i) {
+            out << start.addMSecs(i * 500).toString(Qt::ISODateWithMs) << ",dns,1.1.1.1," << 10 + i << ",0,"
+                << i + 1 << ",,,,,\n";
+        }
+    });
+    auto* dnsQuic = cardAt<ResultsDnsQuicCard>(*view, 1, 1);
+    ASSERT_NE(dnsQuic, nullptr);
+    const QStringList labels = roundTimeLabels(dnsQuic->chart());
+    EXPECT_EQ(labels.size(), 2) << "16:57:26 and 16:57:27, in local time";
+}
+
 TEST_F(ResultsBottomChartsViewTest, FiveTestsStillDrawBars) {
     auto view = shownView(u"five_tests.csv"_s);
     auto* throughput = cardAt<ResultsThroughputCard>(*view, 0, 0);
@@ -257,27 +365,19 @@ TEST_F(ResultsBottomChartsViewTest, DrawsInTheDarkScheme) {
 
 TEST_F(ResultsBottomChartsViewTest, ASixHourCaptureFeedsTheChartsThinnedSeries) {
     // Six hours of one DNS sample, one traffic reading and one signal reading a second.
-    QTemporaryDir dir;
-    const QString path = dir.filePath(u"long.csv"_s);
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Text));
-    QTextStream out(&file);
-    out << "timestamp,type,target,value,lost,seq,hop_count,mbps,bytes,streams,details\n";
-    const QDateTime start = QDateTime::fromString(u"2026-03-14T00:00:00Z"_s, Qt::ISODate);
-    qint64 seq = 0;
-    for (int s = 0; s < 6 * 3600; ++s) {
-        const QString at = start.addSecs(s).toString(Qt::ISODateWithMs);
-        out << at << ",dns,1.1.1.1," << 10 + s % 13 << ",0," << ++seq << ",,,,,\n";
-        out << at << ",throughput_observed,wlan0,,0," << ++seq << ",,,,,dl_mbps=" << (s == 7777 ? 500 : s % 9)
-            << " ul_mbps=1\n";
-        out << at << ",wifi,wlan0," << -50 - s % 20 << ",0," << ++seq << ",,,,,ssid=Lab\n";
-    }
-    file.close();
-    state.loadCapture(path);
-    auto view = std::make_unique<ResultsBottomChartsView>(state);
-    view->resize(900, view->sizeHint().height());
-    view->show();
-    QApplication::processEvents();
+    auto view = shownRows(
+        [](QTextStream& out) {
+            const QDateTime start = QDateTime::fromString(u"2026-03-14T00:00:00Z"_s, Qt::ISODate);
+            qint64 seq = 0;
+            for (int s = 0; s < 6 * 3600; ++s) {
+                const QString at = start.addSecs(s).toString(Qt::ISODateWithMs);
+                out << at << ",dns,1.1.1.1," << 10 + s % 13 << ",0," << ++seq << ",,,,,\n";
+                out << at << ",throughput_observed,wlan0,,0," << ++seq
+                    << ",,,,,dl_mbps=" << (s == 7777 ? 500 : s % 9) << " ul_mbps=1\n";
+                out << at << ",wifi,wlan0," << -50 - s % 20 << ",0," << ++seq << ",,,,,ssid=Lab\n";
+            }
+        },
+        900);
 
     const qsizetype most = 2 * ResultsSeriesThinning::defaultBucketCount + 2;
     auto* download = cardAt<ResultsUtilizationCard>(*view, 1, 0);

@@ -1,4 +1,5 @@
 #include "views/ResultsLatencyChartView.h"
+#include "views/ChartMarkers.h"
 #include "views/LossHeatmapView.h"
 
 #include "base/VirtualClock.h"
@@ -39,6 +40,8 @@ struct CaptureShape {
     bool blockedTarget = false;
     // A speed test from this second, 20 seconds long.
     std::optional<int> speedTestAt;
+    // A udp sample each second besides the others.
+    bool udp = false;
 };
 
 CaptureShape shape(int seconds, int lossEvery = 0, bool blockedTarget = false,
@@ -75,6 +78,8 @@ QString writeCapture(const QString& folder, const CaptureShape& shape) {
         row(s + 0.6, u"tcp"_s, u"1.1.1.1:443"_s, 24 + (s * 5) % 11);
         if (shape.blockedTarget)
             row(s + 0.7, u"tcp"_s, u"10.0.0.9:443"_s, std::nullopt);
+        if (shape.udp)
+            row(s + 0.75, u"udp"_s, u"1.1.1.1:53"_s, 15 + s % 5);
         if (shape.speedTestAt && s == *shape.speedTestAt)
             row(s + 0.8, u"throughput_down"_s, u"speed.example"_s, 0, u",150,,6,test_num=1"_s);
         if (shape.speedTestAt && s == *shape.speedTestAt + 20)
@@ -236,8 +241,77 @@ TEST_F(ResultsChartsViewTest, LossPointsAndSpeedTestBandsFollowTheirLegendDots) 
     view->legendButton(u"speedtest"_s)->click();
     EXPECT_EQ(view->lossSeries()->count(), 0);
     EXPECT_TRUE(view->frame().bands.isEmpty());
-    EXPECT_EQ(view->lossSeries()->markerSize(), ResultsLatencyChart::markDiameter(20));
-    EXPECT_EQ(seriesOf(*view, u"ping"_s)->markerSize(), ResultsLatencyChart::markDiameter(12));
+}
+
+TEST_F(ResultsChartsViewTest, MarkSizesAreAreasAsInTheLiveChart) {
+    load(shape(120, 10));
+    auto view = shown<ResultsLatencyChartView>();
+    // Size 12 and 20 in square points: about 3.9 and 5 points across.
+    EXPECT_EQ(seriesOf(*view, u"ping"_s)->markerSize(), ChartMarkers::sideOfArea(12));
+    EXPECT_EQ(view->lossSeries()->markerSize(), ChartMarkers::sideOfArea(20));
+    EXPECT_NEAR(seriesOf(*view, u"ping"_s)->markerSize(), 3.91, 0.01);
+    EXPECT_NEAR(view->lossSeries()->markerSize(), 5.05, 0.01);
+    EXPECT_FALSE(seriesOf(*view, u"ping"_s)->lightMarker().isNull());
+}
+
+TEST_F(ResultsChartsViewTest, TcpIsGreenAndUdpHasALegendDotThatHidesIt) {
+    CaptureShape withUdp = shape(60);
+    withUdp.udp = true;
+    load(withUdp);
+    auto view = shown<ResultsLatencyChartView>();
+    QAbstractButton* tcp = view->legendButton(u"tcp"_s);
+    ASSERT_NE(tcp, nullptr);
+    EXPECT_TRUE(showsColour(tcp->grab().toImage(), QColor(16, 185, 129)));
+    EXPECT_FALSE(showsColour(tcp->grab().toImage(), QColor(249, 115, 22)));
+
+    QAbstractButton* udp = view->legendButton(u"udp"_s);
+    ASSERT_NE(udp, nullptr);
+    EXPECT_EQ(udp->text(), u"UDP"_s);
+    EXPECT_TRUE(udp->isVisible());
+    EXPECT_TRUE(showsColour(udp->grab().toImage(), QColor(249, 115, 22)));
+    QLineSeries* udpDots = seriesOf(*view, u"udp"_s);
+    ASSERT_NE(udpDots, nullptr);
+    EXPECT_EQ(udpDots->count(), 60);
+    QTest::mouseClick(udp, Qt::LeftButton);
+    EXPECT_EQ(udpDots->count(), 0);
+    EXPECT_EQ(seriesOf(*view, u"tcp"_s)->count(), 60);
+
+    // A capture without udp has no such dot.
+    load(shape(30));
+    EXPECT_EQ(view->legendButton(u"udp"_s), nullptr);
+    EXPECT_NE(view->legendButton(u"tcp"_s), nullptr);
+}
+
+TEST_F(ResultsChartsViewTest, TheLabelsOfCloseRulesStayApart) {
+    // The tcp samples make P95 and P99 a millisecond or two apart: a few pixels on this scale.
+    load(shape(600));
+    auto view = shown<ResultsLatencyChartView>();
+    ASSERT_TRUE(view->timeline().percentiles());
+    const Percentiles& percentiles = *view->timeline().percentiles();
+    ASSERT_LE(percentiles.p99 - percentiles.p95, 3);
+    view->grab();
+    const QList<QRectF> boxes = view->ruleLabelBoxes();
+    ASSERT_EQ(boxes.size(), 3);
+    for (qsizetype i = 0; i < boxes.size(); ++i) {
+        for (qsizetype j = i + 1; j < boxes.size(); ++j)
+            EXPECT_FALSE(boxes[i].intersects(boxes[j])) << i << " and " << j;
+    }
+    EXPECT_LT(boxes[2].top(), boxes[1].top()) << "P99's label over P95's";
+}
+
+TEST_F(ResultsChartsViewTest, TimeLabelsStandAtRoundMinutes) {
+    load(shape(3600));
+    auto view = shown<ResultsLatencyChartView>();
+    view->scrollBar()->setValue(437);
+    auto* xAxis = qobject_cast<QCategoryAxis*>(view->chart()->axes(Qt::Horizontal).first());
+    ASSERT_NE(xAxis, nullptr);
+    const QStringList labels = xAxis->categoriesLabels();
+    ASSERT_GE(labels.size(), 4);
+    for (const QString& label : labels) {
+        const double at = xAxis->endValue(label);
+        EXPECT_EQ(std::fmod(at - double(captureStart.toMSecsSinceEpoch()), 60'000), 0) << label.toStdString();
+        EXPECT_EQ(QDateTime::fromMSecsSinceEpoch(qint64(at)).toString(u"HH:mm"_s), label);
+    }
 }
 
 TEST_F(ResultsChartsViewTest, ScrollingMovesTheTimeWindowAndFeedsOnlyItsPoints) {

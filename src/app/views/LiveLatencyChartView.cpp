@@ -1,14 +1,16 @@
 #include "LiveLatencyChartView.h"
 
 #include "ChartMarkers.h"
+#include "RoundTimeAxis.h"
 
 #include "RunningParts.h"
 #include "core/AppState.h"
+#include "screens/ProbeColors.h"
 
 #include <QAreaSeries>
+#include <QCategoryAxis>
 #include <QChart>
 #include <QChartView>
-#include <QDateTimeAxis>
 #include <QEvent>
 #include <QGraphicsLayout>
 #include <QHBoxLayout>
@@ -38,26 +40,6 @@ QColor toColor(const RgbColor& color, double opacity = 1.0) {
 
 QColor secondaryText(const QPalette& palette) {
     return palette.color(QPalette::PlaceholderText);
-}
-
-QImage dotMarker(const QColor& color, qreal pixelRatio) {
-    return ChartMarkers::dot(color, dotSize, pixelRatio);
-}
-
-void drawCross(QPainter& painter, const QRectF& box, const QColor& color, qreal strokeWidth) {
-    painter.setPen(QPen(color, strokeWidth, Qt::SolidLine, Qt::RoundCap));
-    const QRectF arms =
-        box.adjusted(box.width() * 0.25, box.height() * 0.25, -box.width() * 0.25, -box.height() * 0.25);
-    painter.drawLine(arms.topLeft(), arms.bottomRight());
-    painter.drawLine(arms.topRight(), arms.bottomLeft());
-}
-
-QImage crossMarker(const QColor& color, qreal pixelRatio) {
-    QImage image = ChartMarkers::canvas(crossSize, pixelRatio);
-    QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    drawCross(painter, QRectF(0, 0, crossSize, crossSize), color, crossSize * 0.15);
-    return image;
 }
 
 // The outline of one kind's bands for an area series that fills down to 0: up at each band's start,
@@ -123,9 +105,7 @@ protected:
                 painter.drawEllipse(markBox.adjusted(mark * 0.1, mark * 0.1, -mark * 0.1, -mark * 0.1));
                 break;
             case Mark::cross:
-                // The chart's cross is twice the dot's size; here it fills the whole box.
-                drawCross(painter, markBox.adjusted(-mark * 0.3, -mark * 0.3, mark * 0.3, mark * 0.3),
-                          toColor(entry.color), std::max(1.5, mark * 0.2));
+                ChartMarkers::drawCross(painter, markBox, toColor(entry.color));
                 break;
             case Mark::bar:
                 // The bands are faint on purpose; their swatch must still be told apart at this size.
@@ -229,9 +209,7 @@ LiveLatencyChartView::LiveLatencyChartView(AppState& state, QWidget* parent)
     m_chart->setPlotAreaBackgroundVisible(false);
     m_chart->setBackgroundRoundness(0);
 
-    m_xAxis = new QDateTimeAxis(m_chart);
-    m_xAxis->setFormat(u"HH:mm:ss"_s);
-    m_xAxis->setTickCount(LiveLatencyChart::timeTickCount);
+    m_xAxis = RoundTimeAxis::make();
     m_yAxis = new QValueAxis(m_chart);
     m_yAxis->setLabelFormat(u"%.0f"_s);
     m_yAxis->setTickType(QValueAxis::TicksDynamic);
@@ -244,7 +222,7 @@ LiveLatencyChartView::LiveLatencyChartView(AppState& state, QWidget* parent)
     m_videoOutline = new QLineSeries;
     addBandSeries(m_speedTestOutline, speedTestBandColor());
     addBandSeries(m_videoOutline, videoBandColor());
-    const QList<QString> types = knownProbeTypes();
+    const QStringList types = ProbeColors::knownProbeTypes();
     for (qsizetype i = 0; i <= types.size(); ++i) {
         auto* series = new QLineSeries;
         series->setName(i < types.size() ? types[i] : u"other"_s);
@@ -261,9 +239,6 @@ LiveLatencyChartView::LiveLatencyChartView(AppState& state, QWidget* parent)
         series->attachAxis(m_xAxis);
         series->attachAxis(m_yAxis);
     }
-    for (QLineSeries* series : std::as_const(m_dotSeries))
-        series->setMarkerSize(dotSize);
-    m_lossSeries->setMarkerSize(crossSize);
 
     m_chartView = new QChartView(m_chart, this);
     m_chartView->setRenderHint(QPainter::Antialiasing);
@@ -352,8 +327,7 @@ void LiveLatencyChartView::applyFrame() {
         m_stack->setCurrentWidget(m_placeholder);
         return;
     }
-    m_xAxis->setRange(QDateTime::fromMSecsSinceEpoch(qint64(m_frame.xDomain.lowerBound)),
-                      QDateTime::fromMSecsSinceEpoch(qint64(m_frame.xDomain.upperBound)));
+    RoundTimeAxis::show(m_xAxis, m_frame.xDomain, m_frame.timeLabels);
     m_yAxis->setRange(m_frame.yDomain.lowerBound, m_frame.yDomain.upperBound);
     m_yAxis->setTickInterval(yTickInterval(m_frame.yDomain));
     for (qsizetype i = 0; i < m_dotSeries.size() && i < m_frame.dots.size(); ++i)
@@ -390,12 +364,14 @@ void LiveLatencyChartView::changeEvent(QEvent* event) {
 void LiveLatencyChartView::makeMarkers() {
     m_markerPixelRatio = devicePixelRatioF();
     const qreal ratio = std::max<qreal>(1, m_markerPixelRatio);
-    const QList<QString> types = knownProbeTypes();
+    const QStringList types = ProbeColors::knownProbeTypes();
     for (qsizetype i = 0; i < m_dotSeries.size(); ++i) {
-        const RgbColor color = i < types.size() ? probeColor(types[i]) : probeColor(QString());
-        m_dotSeries[i]->setLightMarker(dotMarker(toColor(color, dotOpacity), ratio));
+        const RgbColor color = ProbeColors::probeColor(types.value(i));
+        ChartMarkers::showMarks(m_dotSeries[i], ChartMarkers::Shape::dot, toColor(color, dotOpacity), dotSize,
+                                ratio);
     }
-    m_lossSeries->setLightMarker(crossMarker(toColor(lossColor(), crossOpacity), ratio));
+    ChartMarkers::showMarks(m_lossSeries, ChartMarkers::Shape::cross, toColor(lossColor(), crossOpacity),
+                            crossSize, ratio);
 }
 
 void LiveLatencyChartView::applyPalette() {

@@ -12,7 +12,7 @@
 class AppState;
 class QChart;
 class QChartView;
-class QDateTimeAxis;
+class QCategoryAxis;
 class QLabel;
 class QLineSeries;
 class QStackedWidget;
@@ -63,7 +63,7 @@ private:
     QLabel* m_placeholderLabel = nullptr;
     QChartView* m_chartView = nullptr;
     QChart* m_chart = nullptr;
-    QDateTimeAxis* m_xAxis = nullptr;
+    QCategoryAxis* m_xAxis = nullptr;
     QValueAxis* m_yAxis = nullptr;
     QList<QLineSeries*> m_dotSeries;
     QLineSeries* m_lossSeries = nullptr;

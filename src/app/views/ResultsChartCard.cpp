@@ -6,8 +6,8 @@
 #include "screens/LiveLatencyChart.h"
 
 #include <QAbstractAxis>
+#include <QCategoryAxis>
 #include <QChart>
-#include <QDateTimeAxis>
 #include <QEvent>
 #include <QGraphicsLayout>
 #include <QHBoxLayout>
@@ -227,9 +227,11 @@ void ResultsChartView::restyle() {
         // A short label ("100", "#3") is never worth an ellipsis.
         axis->setTruncateLabels(false);
     }
-    // The labels at the ends of the axes are centred on them: room for half a label all round.
+    // The labels at the ends of the axes are centred on them: room for half a label all round. A time
+    // axis may label its last moment to the second, at the plot's very edge.
     const QFontMetrics metrics(small);
-    const int right = std::max(metrics.horizontalAdvance(u"00:00"_s) / 2,
+    const bool timeAxis = qobject_cast<QCategoryAxis*>(chart()->axes(Qt::Horizontal).value(0));
+    const int right = std::max(metrics.horizontalAdvance(timeAxis ? u"00:00:00"_s : u"00:00"_s) / 2,
                                m_rightLabel.isEmpty() ? 0 : metrics.horizontalAdvance(m_rightLabel) + 6);
     chart()->setMargins(QMargins(2, metrics.height() / 2, right, 0));
     schemeChanged();
@@ -238,14 +240,6 @@ void ResultsChartView::restyle() {
 void ResultsChartView::setRightLabelRoom(const QString& widestLabel) {
     m_rightLabel = widestLabel;
     restyle();
-}
-
-QDateTimeAxis* ResultsChartView::makeTimeAxis(double spanMs) {
-    auto* axis = new QDateTimeAxis;
-    // Seconds only where the span is short enough for them to differ from label to label.
-    axis->setFormat(spanMs < 5 * 60 * 1000.0 ? u"HH:mm:ss"_s : u"HH:mm"_s);
-    axis->setTickCount(4);
-    return axis;
 }
 
 void ResultsChartView::changeEvent(QEvent* event) {

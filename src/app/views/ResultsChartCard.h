@@ -14,7 +14,6 @@
 class QAbstractAxis;
 class QAbstractSeries;
 class QValueAxis;
-class QDateTimeAxis;
 class QLabel;
 class QVBoxLayout;
 
@@ -93,8 +92,6 @@ public:
     void restyle();
     // Room at the right of the plot for labels drawn there, as wide as this one in the small font.
     void setRightLabelRoom(const QString& widestLabel);
-    // A time axis for a span of this many milliseconds: to the second for short spans.
-    static QDateTimeAxis* makeTimeAxis(double spanMs);
 
 protected:
     void changeEvent(QEvent* event) override;

@@ -1,10 +1,12 @@
 #include "ResultsLatencyChartView.h"
 
 #include "ChartMarkers.h"
+#include "RoundTimeAxis.h"
 
 #include "FlowLayout.h"
 #include "core/AppState.h"
 #include "screens/LiveLatencyChart.h"
+#include "screens/ProbeColors.h"
 
 #include <QAbstractButton>
 #include <QCategoryAxis>
@@ -57,6 +59,8 @@ public:
     QColor ruleColor;
     QColor ruleLabelColor;
     QColor labelBackground;
+    // Where the last paint put the rules' labels, in the view's coordinates.
+    QList<QRectF> labelBoxes;
     // Called with the seconds that a drag or a sideways wheel moves the window by.
     std::function<void(double)> onPan;
 
@@ -99,10 +103,10 @@ protected:
     }
 
     // The rules' labels go over the dots, on a patch of the background, so that the points can't hide
-    // them. Close percentiles would put them on top of each other: a label that would touch another
-    // moves to its left instead.
+    // them. Close percentiles would put them on top of each other: ruleLabelTops keeps them apart.
     void drawForeground(QPainter* painter, const QRectF& rect) override {
         QChartView::drawForeground(painter, rect);
+        labelBoxes.clear();
         if (!frame || frame->rules.isEmpty())
             return;
         const QRectF plot = chart()->mapRectToScene(chart()->plotArea());
@@ -113,19 +117,21 @@ protected:
         painter->setRenderHint(QPainter::Antialiasing);
         painter->setFont(font());
         const QFontMetricsF metrics(font());
-        QList<QRectF> placed;
+        QList<Rule> shown;
+        QList<double> ys;
         for (const Rule& rule : frame->rules) {
             const double y = plot.bottom() - (rule.value - frame->yDomain.lowerBound) / ySpan * plot.height();
             if (y < plot.top() || y > plot.bottom())
                 continue;
+            shown.append(rule);
+            ys.append(y);
+        }
+        const QList<double> tops = ruleLabelTops(ys, metrics.height(), 1, plot.bottom());
+        for (qsizetype i = 0; i < shown.size(); ++i) {
+            const Rule& rule = shown[i];
             const double width = metrics.horizontalAdvance(rule.label) + 6;
-            QRectF box(plot.right() - width - 2, y - metrics.height() - 1, width, metrics.height());
-            box.moveTop(std::max(box.top(), plot.top()));
-            for (const QRectF& other : std::as_const(placed)) {
-                if (box.intersects(other))
-                    box.moveRight(other.left() - 3);
-            }
-            placed.append(box);
+            const QRectF box(plot.right() - width - 2, tops[i], width, metrics.height());
+            labelBoxes.append(box);
             painter->setPen(Qt::NoPen);
             painter->setBrush(labelBackground);
             painter->drawRoundedRect(box, 3, 3);
@@ -270,8 +276,7 @@ ResultsLatencyChartView::ResultsLatencyChartView(AppState& state, QWidget* paren
     m_chart->setPlotAreaBackgroundVisible(false);
     m_chart->setBackgroundRoundness(0);
 
-    m_xAxis = new QCategoryAxis(m_chart);
-    m_xAxis->setLabelsPosition(QCategoryAxis::AxisLabelsPositionOnValue);
+    m_xAxis = RoundTimeAxis::make();
     m_xAxis->setTitleText(timeAxisTitle());
     m_yAxis = new QValueAxis(m_chart);
     m_yAxis->setLabelFormat(u"%.0f"_s);
@@ -285,8 +290,6 @@ ResultsLatencyChartView::ResultsLatencyChartView(AppState& state, QWidget* paren
     // types' series under them.
     m_lossSeries = new QLineSeries;
     m_lossSeries->setName(lossKey());
-    m_lossSeries->setPen(Qt::NoPen);
-    m_lossSeries->setMarkerSize(markDiameter(lossPointSize));
     m_chart->addSeries(m_lossSeries);
     m_lossSeries->attachAxis(m_xAxis);
     m_lossSeries->attachAxis(m_yAxis);
@@ -314,12 +317,7 @@ ResultsLatencyChartView::ResultsLatencyChartView(AppState& state, QWidget* paren
     m_legend->setAccessibleName(u"Legend"_s);
     auto* legendLayout = new FlowLayout(m_legend);
     legendLayout->setContentsMargins(0, 0, 0, 0);
-    for (const ResultsPalette::LegendEntry& entry : ResultsPalette::latencyLegend()) {
-        auto* dot = new LegendDot(entry, m_legend);
-        connect(dot, &QAbstractButton::clicked, this, [this, key = entry.key] { toggle(key); });
-        legendLayout->addWidget(dot);
-        m_legendButtons.append(dot);
-    }
+    syncLegend();
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -349,6 +347,10 @@ QString ResultsLatencyChartView::percentileText() const {
     return m_percentiles->text();
 }
 
+QList<QRectF> ResultsLatencyChartView::ruleLabelBoxes() const {
+    return m_plot->labelBoxes;
+}
+
 void ResultsLatencyChartView::rebuild() {
     m_timeline = Timeline(m_state.latencyPoints(), m_state.speedTestRanges());
     m_scrollSeconds = 0;
@@ -366,7 +368,27 @@ void ResultsLatencyChartView::rebuild() {
     }
     m_scrollBar->setVisible(range > 0);
     syncDotSeries();
+    syncLegend();
     applyFrame();
+}
+
+void ResultsLatencyChartView::syncLegend() {
+    const QList<ResultsPalette::LegendEntry> entries = ResultsPalette::latencyLegend(m_timeline.probeTypes());
+    bool same = entries.size() == m_legendButtons.size();
+    for (qsizetype i = 0; same && i < entries.size(); ++i)
+        same = static_cast<LegendDot*>(m_legendButtons[i])->key() == entries[i].key;
+    if (same)
+        return;
+    qDeleteAll(m_legendButtons);
+    m_legendButtons.clear();
+    const QFont small = ChartText::smaller(font());
+    for (const ResultsPalette::LegendEntry& entry : entries) {
+        auto* dot = new LegendDot(entry, m_legend);
+        dot->setFont(small);
+        connect(dot, &QAbstractButton::clicked, this, [this, key = entry.key] { toggle(key); });
+        m_legend->layout()->addWidget(dot);
+        m_legendButtons.append(dot);
+    }
 }
 
 void ResultsLatencyChartView::syncDotSeries() {
@@ -386,9 +408,6 @@ void ResultsLatencyChartView::syncDotSeries() {
     for (const QString& type : types) {
         auto* series = new QLineSeries;
         series->setName(type);
-        // Only the markers show: samples of one probe are not a line.
-        series->setPen(Qt::NoPen);
-        series->setMarkerSize(markDiameter(dotSize));
         m_chart->addSeries(series);
         series->attachAxis(m_xAxis);
         series->attachAxis(m_yAxis);
@@ -421,20 +440,13 @@ void ResultsLatencyChartView::applyFrame() {
     m_frame = m_timeline.frame(m_scrollSeconds, m_hidden);
     m_plot->frame = &m_frame;
 
-    // The time labels: the category axis puts each at its own moment, at round times.
-    const QStringList old = m_xAxis->categoriesLabels();
-    for (const QString& label : old)
-        m_xAxis->remove(label);
-    m_xAxis->setStartValue(m_frame.xDomain.lowerBound - 1);
-    for (const TimeLabel& label : std::as_const(m_frame.timeLabels))
-        m_xAxis->append(label.text, label.ms);
-    m_xAxis->setRange(m_frame.xDomain.lowerBound, m_frame.xDomain.upperBound);
+    RoundTimeAxis::show(m_xAxis, m_frame.xDomain, m_frame.timeLabels);
 
     for (qsizetype i = 0; i < m_dotSeries.size() && i < m_frame.dots.size(); ++i)
         m_dotSeries[i]->replace(m_frame.dots[i].points);
     m_lossSeries->replace(m_frame.losses);
 
-    for (const LegendItem& item : legend(m_hidden)) {
+    for (const LegendItem& item : legend(m_timeline.probeTypes(), m_hidden)) {
         if (auto* dot = static_cast<LegendDot*>(legendButton(item.entry.key))) {
             dot->setOpacity(item.opacity);
             dot->setChecked(!item.hidden);
@@ -469,11 +481,12 @@ void ResultsLatencyChartView::changeEvent(QEvent* event) {
 void ResultsLatencyChartView::makeMarkers() {
     m_markerPixelRatio = devicePixelRatioF();
     const qreal ratio = std::max<qreal>(1, m_markerPixelRatio);
+    // Only the marks show: samples of one probe are not a line.
     for (QLineSeries* series : std::as_const(m_dotSeries))
-        series->setLightMarker(ChartMarkers::dot(
-            toColor(ResultsPalette::probeColor(series->name()), dotOpacity), markDiameter(dotSize), ratio));
-    m_lossSeries->setLightMarker(ChartMarkers::dot(toColor(ResultsPalette::lossColor(), lossPointOpacity),
-                                                   markDiameter(lossPointSize), ratio));
+        ChartMarkers::showMarks(series, ChartMarkers::Shape::dot,
+                                toColor(ProbeColors::probeColor(series->name()), dotOpacity), dotSize, ratio);
+    ChartMarkers::showMarks(m_lossSeries, ChartMarkers::Shape::dot,
+                            toColor(ResultsPalette::lossColor(), lossPointOpacity), lossPointSize, ratio);
 }
 
 void ResultsLatencyChartView::applyPalette() {

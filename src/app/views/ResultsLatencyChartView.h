@@ -4,6 +4,7 @@
 #include "screens/ResultsLatencyChart.h"
 
 #include <QList>
+#include <QRectF>
 #include <QSet>
 #include <QString>
 #include <QWidget>
@@ -37,9 +38,12 @@ public:
     // One series for each of the timeline's probe types, in the same order.
     const QList<QLineSeries*>& dotSeries() const { return m_dotSeries; }
     QLineSeries* lossSeries() const { return m_lossSeries; }
-    // The legend's dot for a series key ("ping", "loss", "speedtest" …); none for an unknown key.
+    // The legend's dot for a series key ("ping", "loss", "speedtest" …); none for a key that isn't in
+    // the legend of this capture.
     QAbstractButton* legendButton(const QString& key) const;
     QString percentileText() const;
+    // Where the last paint put the labels of the percentile rules.
+    QList<QRectF> ruleLabelBoxes() const;
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -49,6 +53,8 @@ private:
     void rebuild();
     void applyFrame();
     void syncDotSeries();
+    // The legend holds a dot for every probe type of the capture.
+    void syncLegend();
     void scrollTo(double seconds);
     void toggle(const QString& key);
     void applyPalette();

@@ -24,13 +24,6 @@ using namespace ResultsThroughputChart;
 namespace {
 
 constexpr double boxFillOpacity = 0.3;
-constexpr qreal testDotSize = 7;
-
-// The tests of a box plot spread a little sideways, so that equal rates don't hide each other.
-double spread(qsizetype index) {
-    constexpr double offsets[] = {0, -0.12, 0.12, -0.06, 0.06, -0.18, 0.18};
-    return offsets[index % qsizetype(std::size(offsets))];
-}
 
 } // namespace
 
@@ -86,28 +79,26 @@ QWidget* ResultsThroughputCard::makeSubChart(const SubChart& sub) {
         chart->addAxis(yAxis, Qt::AlignLeft);
         attach(chart, series, xAxis, yAxis);
     } else if (sub.box) {
+        xAxis->append(sub.title);
+        // The box's name already stands above the chart.
+        xAxis->setLabelsVisible(false);
+        chart->addAxis(xAxis, Qt::AlignBottom);
+        chart->addAxis(yAxis, Qt::AlignLeft);
+        // The tests first, so that the box and its median are drawn over them.
+        auto* tests = new QLineSeries;
+        tests->setName(sub.title + u" tests"_s);
+        tests->replace(sub.testPoints);
+        attach(chart, tests, xAxis, yAxis);
+        ChartMarkers::showMarks(tests, ChartMarkers::Shape::dot, toColor(sub.color, testPointOpacity),
+                                testPointSize, devicePixelRatioF());
         auto* set = new QBoxSet(sub.box->minimum, sub.box->lowerQuartile, sub.box->median,
                                 sub.box->upperQuartile, sub.box->maximum, sub.title);
         set->setBrush(toColor(sub.color, boxFillOpacity));
         set->setPen(QPen(color, 1.5));
         auto* series = new QBoxPlotSeries;
         series->append(set);
-        series->setBoxWidth(0.5);
-        xAxis->append(sub.title);
-        // The box's name already stands above the chart.
-        xAxis->setLabelsVisible(false);
-        chart->addAxis(xAxis, Qt::AlignBottom);
-        chart->addAxis(yAxis, Qt::AlignLeft);
+        series->setBoxWidth(boxWidth);
         attach(chart, series, xAxis, yAxis);
-        // Each test as a dot over its box.
-        auto* tests = new QLineSeries;
-        tests->setName(sub.title + u" tests"_s);
-        tests->setPen(Qt::NoPen);
-        tests->setMarkerSize(testDotSize);
-        tests->setLightMarker(ChartMarkers::dot(color, testDotSize, std::max<qreal>(2, devicePixelRatioF())));
-        for (qsizetype i = 0; i < sub.values.size(); ++i)
-            tests->append(spread(i), sub.values[i]);
-        attach(chart, tests, xAxis, yAxis);
     }
     view->restyle();
     m_subCharts.append(chart);

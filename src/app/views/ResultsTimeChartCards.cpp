@@ -1,14 +1,13 @@
 #include "ResultsTimeChartCards.h"
 
 #include "ChartMarkers.h"
+#include "RoundTimeAxis.h"
 
-#include "screens/LiveLatencyChart.h"
 #include "screens/ResultsPalette.h"
 
 #include <QAreaSeries>
+#include <QCategoryAxis>
 #include <QChart>
-#include <QDateTime>
-#include <QDateTimeAxis>
 #include <QGraphicsSimpleTextItem>
 #include <QHBoxLayout>
 #include <QLineSeries>
@@ -18,23 +17,39 @@
 #include <QValueAxis>
 
 #include <cmath>
+#include <functional>
 
 using namespace Qt::StringLiterals;
 using namespace ResultsChartParts;
 
 namespace {
 
-QDateTime fromMs(double ms) {
-    return QDateTime::fromMSecsSinceEpoch(qint64(ms));
+// A single moment still needs an axis with some width.
+ClosedRange atLeastASecond(const ClosedRange& domain) {
+    return {domain.lowerBound, std::max(domain.upperBound, domain.lowerBound + 1000)};
 }
 
-QDateTimeAxis* makeTimeAxis(const ClosedRange& domain, const QString& title) {
-    // A single moment still needs an axis with some width.
-    const double end = std::max(domain.upperBound, domain.lowerBound + 1000);
-    QDateTimeAxis* axis = ResultsChartView::makeTimeAxis(end - domain.lowerBound);
-    axis->setRange(fromMs(domain.lowerBound), fromMs(end));
+QCategoryAxis* makeTimeAxis(const QString& title) {
+    QCategoryAxis* axis = RoundTimeAxis::make();
     axis->setTitleText(title);
     return axis;
+}
+
+// Labels the window at as many round times as the plot's width has room for.
+void showTimeWindow(QChart* chart, QCategoryAxis* axis, const ClosedRange& window) {
+    const QFontMetricsF metrics(axis->labelsFont());
+    RoundTimeAxis::show(axis, window,
+                        TimeAxisTicks::ticksToFit(window, chart->plotArea().width(),
+                                                  metrics.horizontalAdvance(u"00:00"_s),
+                                                  metrics.horizontalAdvance(u"00:00:00"_s)));
+}
+
+// Labels the window now and again whenever the plot changes width: a narrow plot gets fewer labels.
+void keepTimeLabels(QObject* context, QChart* chart, QCategoryAxis* axis,
+                    std::function<ClosedRange()> window) {
+    showTimeWindow(chart, axis, window());
+    QObject::connect(chart, &QChart::plotAreaChanged, context,
+                     [chart, axis, window] { showTimeWindow(chart, axis, window()); });
 }
 
 // The signal's own line: the blue of the charts' first probe.
@@ -49,7 +64,7 @@ ResultsSignalCard::ResultsSignalCard(const ResultsSignalChart::Model& model, QWi
     , m_model(model) {
     m_view = new ResultsChartView(this);
     QChart* chart = m_view->chart();
-    m_xAxis = makeTimeAxis({0, m_model.timeSpan.visibleSeconds * 1000}, m_model.xAxisTitle);
+    m_xAxis = makeTimeAxis(m_model.xAxisTitle);
     m_yAxis = makeValueAxis(m_model.yDomain, m_model.yAxisTitle + u" ("_s + m_model.unit + u')');
     chart->addAxis(m_xAxis, Qt::AlignBottom);
     chart->addAxis(m_yAxis, Qt::AlignLeft);
@@ -99,6 +114,7 @@ ResultsSignalCard::ResultsSignalCard(const ResultsSignalChart::Model& model, QWi
     showWindowAt(first.lowerBound);
     if (m_scroll)
         m_scroll->setValue(m_scroll->maximum());
+    keepTimeLabels(this, chart, m_xAxis, [this] { return m_window; });
 }
 
 QChart* ResultsSignalCard::chart() const {
@@ -114,7 +130,7 @@ QStringList ResultsSignalCard::thresholdLabels() const {
 
 void ResultsSignalCard::showWindowAt(double startMs) {
     m_window = ResultsSignalChart::windowAt(m_model, startMs);
-    m_xAxis->setRange(fromMs(m_window.lowerBound), fromMs(m_window.upperBound));
+    showTimeWindow(chart(), m_xAxis, m_window);
     m_line->replace(ResultsSignalChart::visiblePoints(m_model, m_window));
 }
 
@@ -142,7 +158,7 @@ ResultsUtilizationCard::ResultsUtilizationCard(const ResultsUtilizationChart::Mo
     : ResultsChartCard(model.title, {model.averageText}, parent) {
     m_view = new ResultsChartView(this);
     QChart* chart = m_view->chart();
-    QDateTimeAxis* xAxis = makeTimeAxis(model.xDomain, model.xAxisTitle);
+    QCategoryAxis* xAxis = makeTimeAxis(model.xAxisTitle);
     QValueAxis* yAxis = makeValueAxis(roundedUp(model.yDomain.upperBound), model.yAxisTitle);
     chart->addAxis(xAxis, Qt::AlignBottom);
     chart->addAxis(yAxis, Qt::AlignLeft);
@@ -163,6 +179,7 @@ ResultsUtilizationCard::ResultsUtilizationCard(const ResultsUtilizationChart::Mo
     area->setPen(QPen(toColor(model.color), 1.5));
     attach(chart, area, xAxis, yAxis);
     m_view->restyle();
+    keepTimeLabels(this, chart, xAxis, [window = atLeastASecond(model.xDomain)] { return window; });
     body()->addWidget(m_view, 1);
 }
 
@@ -176,7 +193,7 @@ ResultsDnsQuicCard::ResultsDnsQuicCard(const ResultsDnsQuicChart::Model& model, 
     : ResultsChartCard(model.title, model.medianTexts, parent) {
     m_view = new ResultsChartView(this);
     QChart* chart = m_view->chart();
-    QDateTimeAxis* xAxis = makeTimeAxis(model.xDomain, model.xAxisTitle);
+    QCategoryAxis* xAxis = makeTimeAxis(model.xAxisTitle);
     QValueAxis* yAxis = makeValueAxis(model.yDomain, model.yAxisTitle);
     chart->addAxis(xAxis, Qt::AlignBottom);
     chart->addAxis(yAxis, Qt::AlignLeft);
@@ -204,6 +221,7 @@ ResultsDnsQuicCard::ResultsDnsQuicCard(const ResultsDnsQuicChart::Model& model, 
     }
     legend->addStretch(1);
     m_view->restyle();
+    keepTimeLabels(this, chart, xAxis, [window = atLeastASecond(model.xDomain)] { return window; });
     body()->addWidget(m_view, 1);
     body()->addLayout(legend);
 }

@@ -7,7 +7,7 @@
 
 #include <QList>
 
-class QDateTimeAxis;
+class QCategoryAxis;
 class QGraphicsSimpleTextItem;
 class QLineSeries;
 class QScrollBar;
@@ -36,7 +36,7 @@ private:
 
     ResultsSignalChart::Model m_model;
     ResultsChartView* m_view = nullptr;
-    QDateTimeAxis* m_xAxis = nullptr;
+    QCategoryAxis* m_xAxis = nullptr;
     QValueAxis* m_yAxis = nullptr;
     QLineSeries* m_line = nullptr;
     QList<QLineSeries*> m_thresholds;
