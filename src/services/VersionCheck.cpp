@@ -1,0 +1,217 @@
+#include "services/VersionCheck.h"
+
+#include "platform/Locations.h"
+#include "platform/Platform.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QList>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QSaveFile>
+#include <QUrl>
+
+#include <optional>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString defaultMessage = u"A newer version is required. Please update."_s;
+
+// The top-level object of a rules file, when it is one and carries "minimum" as text.
+std::optional<QJsonObject> rulesObject(const QByteArray& bytes, bool needsLatest) {
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        return std::nullopt;
+    const QJsonObject rules = document.object();
+    if (!rules.value(u"minimum"_s).isString())
+        return std::nullopt;
+    if (needsLatest && !rules.value(u"latest"_s).isString())
+        return std::nullopt;
+    return rules;
+}
+
+QList<qlonglong> numericPieces(const QString& version) {
+    QList<qlonglong> numbers;
+    for (const QString& piece : version.split(u'.', Qt::SkipEmptyParts)) {
+        bool ok = false;
+        const qlonglong number = piece.toLongLong(&ok, 10);
+        // toLongLong forgives surrounding blanks; a piece with blanks is not a number here.
+        if (ok && piece.trimmed() == piece)
+            numbers.append(number);
+    }
+    return numbers;
+}
+
+} // namespace
+
+VersionCheck& VersionCheck::shared() {
+    static VersionCheck* const instance = new VersionCheck(Platform::appVersion(), FileLogger::shared());
+    return *instance;
+}
+
+VersionCheck::VersionCheck(const QString& running, FileLogger& log, QObject* parent)
+    : VersionCheck(running, log, Sources(), parent) {}
+
+VersionCheck::VersionCheck(const QString& running, FileLogger& log, Sources sources, QObject* parent)
+    : QObject(parent)
+    , m_log(log)
+    , m_sources(std::move(sources))
+    , m_message(defaultMessage)
+    , m_downloadUrl(defaultDownloadUrl()) {
+    QDir().mkpath(QFileInfo(m_sources.cachePath).absolutePath());
+    if (running == u"dev"_s) {
+        m_log.info(tag, u"version check: dev build, skipping"_s);
+        return;
+    }
+    loadCacheAndEvaluate(running);
+    startBackgroundFetch(running);
+}
+
+VersionCheck::~VersionCheck() = default;
+
+QString VersionCheck::defaultCachePath() {
+    return Locations::applicationSupportDir() + u"/version_check.json"_s;
+}
+QString VersionCheck::defaultFallbackPath() {
+    return u":/norvane/version.json"_s;
+}
+QString VersionCheck::defaultRemoteUrl() {
+    return Platform::siteUrl() + u"/download/version.json"_s;
+}
+QString VersionCheck::defaultDownloadUrl() {
+    return Platform::siteUrl() + u"/download"_s;
+}
+
+bool VersionCheck::compareVersions(const QString& a, const QString& b) {
+    const QList<qlonglong> left = numericPieces(a);
+    const QList<qlonglong> right = numericPieces(b);
+    for (qsizetype i = 0; i < qMax(left.size(), right.size()); ++i) {
+        const qlonglong x = left.value(i, 0);
+        const qlonglong y = right.value(i, 0);
+        if (x != y)
+            return x < y;
+    }
+    return false;
+}
+
+void VersionCheck::loadCacheAndEvaluate(const QString& running) {
+    QByteArray bytes;
+    QFile cache(m_sources.cachePath);
+    if (cache.open(QIODevice::ReadOnly)) {
+        bytes = cache.readAll();
+    } else {
+        QFile fallback(m_sources.fallbackPath);
+        if (!fallback.open(QIODevice::ReadOnly)) {
+            m_log.info(tag, u"version check: no cache and no bundled fallback, fail-open"_s);
+            return;
+        }
+        bytes = fallback.readAll();
+        m_log.info(tag, u"version check: no cache, using bundled fallback"_s);
+    }
+
+    const std::optional<QJsonObject> rules = rulesObject(bytes, false);
+    if (!rules) {
+        m_log.warn(tag, u"version check: data malformed, fail-open"_s);
+        return;
+    }
+    applyTexts(*rules);
+    const QString minimum = rules->value(u"minimum"_s).toString();
+    if (compareVersions(running, minimum)) {
+        requireUpdate();
+        m_log.warn(tag, u"version check: running=%1 < minimum=%2, update required"_s.arg(running, minimum));
+    } else {
+        m_log.info(tag, u"version check: running=%1 >= minimum=%2, ok"_s.arg(running, minimum));
+    }
+}
+
+void VersionCheck::startBackgroundFetch(const QString& running) {
+    const QUrl url(m_sources.remoteUrl, QUrl::StrictMode);
+    if (!url.isValid() || url.scheme().isEmpty()) {
+        endFetch();
+        return;
+    }
+    if (!m_network)
+        m_network = new QNetworkAccessManager(this);
+
+    QNetworkRequest request(url);
+    request.setTransferTimeout(qRound(fetchTimeout * 1000));
+    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+    request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
+    QNetworkReply* reply = m_network->get(request);
+    m_fetchInProgress = true;
+    // The transfer time-out only notices silence; the deadline bounds the whole request, however
+    // slowly a server trickles its answer.
+    m_fetchDeadline = Time::scheduler().singleShot(fetchTimeout, reply, [reply] { reply->abort(); });
+    connect(reply, &QNetworkReply::finished, this, [this, reply, running] {
+        reply->deleteLater();
+        m_fetchDeadline.cancel();
+        const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+        // Codes below the proxy's are failures of the connection itself, even after a status line; the
+        // content errors that QNetworkReply raises for 4xx and 5xx answers are HTTP answers.
+        const bool transportFailed =
+            reply->error() != QNetworkReply::NoError &&
+            (reply->error() < QNetworkReply::ProxyConnectionRefusedError || !status.isValid());
+        if (transportFailed) {
+            m_log.info(tag, u"version check fetch failed: "_s + reply->errorString());
+        } else if (const int code = status.isValid() ? status.toInt() : 0; code < 200 || code > 299) {
+            m_log.info(tag, u"version check fetch: HTTP %1"_s.arg(code));
+        } else {
+            finishFetch(running, reply->readAll());
+        }
+        endFetch();
+    });
+}
+
+void VersionCheck::finishFetch(const QString& running, const QByteArray& body) {
+    const std::optional<QJsonObject> rules = rulesObject(body, true);
+    if (!rules) {
+        m_log.warn(tag, u"version check fetch: invalid JSON structure"_s);
+        return;
+    }
+    // A cache that can't be written only costs the next launch its head start; this one's verdict stands.
+    QDir().mkpath(QFileInfo(m_sources.cachePath).absolutePath());
+    QSaveFile cache(m_sources.cachePath);
+    if (cache.open(QIODevice::WriteOnly) && cache.write(body) == body.size())
+        cache.commit();
+
+    const QString minimum = rules->value(u"minimum"_s).toString();
+    const QString latest = rules->value(u"latest"_s).toString();
+    m_log.info(tag, u"version check: cache updated (minimum=%1, latest=%2)"_s.arg(minimum, latest));
+    const bool required = compareVersions(running, minimum);
+    if (required)
+        m_log.warn(tag, u"version check: fresh fetch confirms update required"_s);
+    applyTexts(*rules);
+    if (required)
+        requireUpdate();
+}
+
+void VersionCheck::applyTexts(const QJsonObject& rules) {
+    const QJsonValue message = rules.value(u"message"_s);
+    if (message.isString() && message.toString() != m_message) {
+        m_message = message.toString();
+        emit messageChanged(m_message);
+    }
+    const QJsonValue url = rules.value(u"download_url"_s);
+    if (url.isString() && url.toString() != m_downloadUrl) {
+        m_downloadUrl = url.toString();
+        emit downloadUrlChanged(m_downloadUrl);
+    }
+}
+
+void VersionCheck::requireUpdate() {
+    if (m_updateRequired)
+        return;
+    m_updateRequired = true;
+    emit updateRequiredChanged(true);
+}
+
+void VersionCheck::endFetch() {
+    m_fetchInProgress = false;
+    emit fetchFinished();
+}
