@@ -378,7 +378,8 @@ void onFatalSignal(int signal, siginfo_t* info, void*) {
         clock_gettime(CLOCK_REALTIME, &now);
         CrashFacts facts;
         facts.signal = signal;
-        if (info && hasFaultAddress(signal))
+        // Only a signal from the kernel has an address; for one sent by kill or raise the field is unused.
+        if (info && info->si_code > 0 && hasFaultAddress(signal))
             facts.faultAddress = reinterpret_cast<std::uintptr_t>(info->si_addr);
         const int frameCount = backtrace(g_frames, maxFrames);
         facts.frames = std::span<void* const>(g_frames, frameCount > 0 ? std::size_t(frameCount) : 0);

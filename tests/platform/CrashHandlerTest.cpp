@@ -273,3 +273,16 @@ TEST(CrashHandlerEndToEnd, UncaughtExceptionIsReportedAsAbort) {
     EXPECT_EQ(signal.value(QStringLiteral("number")).toInt(), SIGABRT);
     EXPECT_FALSE(body.contains(QStringLiteral("fault_address")));
 }
+
+TEST(CrashHandlerEndToEnd, SentSignalHasNoFaultAddress) {
+    TempHome home;
+    const int status = runCrashHelper("raise");
+    ASSERT_TRUE(WIFSIGNALED(status)) << status;
+    EXPECT_EQ(WTERMSIG(status), SIGSEGV);
+
+    const auto [header, body] =
+        parseReport(onlyReport(home.path() + QStringLiteral("/.local/state/Norvane/DiagnosticReports")));
+    EXPECT_EQ(body.value(QStringLiteral("signal")).toObject().value(QStringLiteral("name")).toString(),
+              QStringLiteral("SIGSEGV"));
+    EXPECT_FALSE(body.contains(QStringLiteral("fault_address")));
+}

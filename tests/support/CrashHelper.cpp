@@ -2,6 +2,7 @@
 // tests watch a real crash from outside.
 #include "platform/CrashHandler.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <stdexcept>
 #include <string_view>
@@ -18,6 +19,8 @@ int main(int argc, char* argv[]) {
     const std::string_view how = argc > 1 ? argv[1] : "segv";
     if (how == "abort")
         std::abort();
+    if (how == "raise")
+        std::raise(SIGSEGV);
     if (how == "throw")
         throw std::runtime_error("uncaught");
     volatile int* volatile nowhere = nullptr;
