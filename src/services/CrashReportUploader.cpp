@@ -10,7 +10,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// The executable's name and the display name; they are the same word.
+// The program's names as a report gives them: the program's own handler writes "app_name" "Norvane" from
+// either executable.
 bool isOurName(const QString& name) {
     return name == u"Norvane"_s;
 }
