@@ -51,7 +51,7 @@ std::optional<long> threadCountFromStat(std::string_view stat);
 
 // A loaded executable or library, so that an address becomes "{module}+0x{offset}".
 struct Module {
-    std::string name;
+    std::string name; // escaped for a JSON string already
     std::uintptr_t loadBias = 0;
     std::uintptr_t start = 0;
     std::uintptr_t end = 0;
