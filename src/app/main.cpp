@@ -1,12 +1,15 @@
 #include "core/AppState.h"
 #include "core/NorvaneApp.h"
+#include "platform/CrashHandler.h"
 #include "services/FileLogger.h"
 #include "views/MainWindow.h"
 #include "views/Theme.h"
 
 #include <QApplication>
+#include <QMetaEnum>
 
 int main(int argc, char* argv[]) {
+    CrashHandler::install(u"norvane");
     qSetMessagePattern(QStringLiteral("[norvane] %{message}"));
     QApplication app(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("Norvane"));
@@ -16,7 +19,13 @@ int main(int argc, char* argv[]) {
 
     NorvaneApp norvane(FileLogger::shared());
     norvane.writeLaunchLines();
-    norvane.appState();
+    AppState& state = norvane.appState();
+    // A crash report names the screen the program was on; moc's names live as long as the program.
+    const auto noteScreen = [&state] {
+        CrashHandler::noteScreen(QMetaEnum::fromType<AppState::Screen>().valueToKey(int(state.screen())));
+    };
+    noteScreen();
+    QObject::connect(&state, &AppState::screenChanged, noteScreen);
 
     MainWindow window(norvane);
     window.show();

@@ -1,10 +1,10 @@
 #include "screens/TriviaLine.h"
 
 #include "base/VirtualClock.h"
+#include "support/TestPaths.h"
 
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QSet>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -38,14 +38,6 @@ bool hasJapaneseScript(const QString& text) {
             return true;
     }
     return false;
-}
-
-QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArray& content) {
-    const QString path = dir.filePath(name);
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(content);
-    return path;
 }
 
 } // namespace

@@ -2,6 +2,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
 
 QString testDataPath(const QString& relative) {
     return QStringLiteral(NORVANE_TEST_DATA_DIR) + u'/' + relative;
@@ -17,4 +20,12 @@ void installFakeNetworkTools(const QString& home) {
         QFile::remove(bin + u'/' + QLatin1String(name));
         QFile::link(simulatorDir() + u'/' + QLatin1String(name), bin + u'/' + QLatin1String(name));
     }
+}
+
+QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArray& content) {
+    const QString path = dir.filePath(name);
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(content);
+    return path;
 }

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
+
+class QTemporaryDir;
 
 // Test data shipped with the sources.
 QString testDataPath(const QString& relative);
@@ -9,3 +12,5 @@ QString simulatorDir();
 // Links the simulator's fake `ip` and `ping` into {home}/.local/bin, where the connectivity diagnosis
 // looks before the inherited PATH, so that no test ever starts the system's ping.
 void installFakeNetworkTools(const QString& home);
+// Writes `content` to {dir}/{name} and returns the path.
+QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArray& content);

@@ -1,5 +1,6 @@
 #include "CliVerb.h"
 
+#include "platform/CrashHandler.h"
 #include "platform/Platform.h"
 
 #include <QCoreApplication>
@@ -29,6 +30,7 @@ void printHelp(QTextStream& out) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    CrashHandler::install(u"norvane-cli");
     QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(u"Norvane"_s);
     QCoreApplication::setApplicationName(u"Norvane"_s);
