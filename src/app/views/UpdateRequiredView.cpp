@@ -92,6 +92,8 @@ UpdateRequiredView::UpdateRequiredView(const QString& message, const QString& do
     m_continue->setObjectName(u"bordered"_s);
     m_continue->setAccessibleName(Notice::continueButtonTitle);
     m_continue->setAutoDefault(false);
+    // The desktop's bordered button hugs its text; a little room makes it read as the second choice.
+    m_continue->setMinimumWidth(m_continue->sizeHint().width() + line * 2);
     connect(m_continue, &QPushButton::clicked, this, [onContinue = std::move(onContinue)] { onContinue(); });
 
     m_quit = new QPushButton(Notice::quitButtonTitle, m_page);
