@@ -402,4 +402,30 @@ TEST_F(VersionCheckGate, RemoteThatIsNotAUrlIsNotFetched) {
               QStringList{u"INFO  version check: no cache and no bundled fallback, fail-open"_s});
 }
 
+TEST_F(VersionCheckGate, MinimumIsEmptyUntilRulesAreRead) {
+    const auto check = start(u"1.0"_s, sources());
+    EXPECT_EQ(check->minimum(), QString());
+    waitForFetch(*check);
+    EXPECT_EQ(check->minimum(), QString());
+}
+
+TEST_F(VersionCheckGate, MinimumIsTheCachedOneUntilAGoodAnswerReplacesIt) {
+    writeCache(R"({"minimum": "1.4", "latest": "1.5"})");
+    LoopbackHttpServer server;
+    server.answerPage(R"({"minimum": "1.6", "latest": "1.7"})");
+    const auto check = start(u"1.5"_s, sources(server.url()));
+    EXPECT_EQ(check->minimum(), u"1.4"_s);
+    waitForFetch(*check);
+    EXPECT_EQ(check->minimum(), u"1.6"_s);
+}
+
+TEST_F(VersionCheckGate, MinimumStaysWhenTheAnswerIsBad) {
+    writeCache(R"({"minimum": "1.4", "latest": "1.5"})");
+    LoopbackHttpServer server;
+    server.answerPage(R"({"minimum": "1.6"})");
+    const auto check = start(u"1.5"_s, sources(server.url()));
+    waitForFetch(*check);
+    EXPECT_EQ(check->minimum(), u"1.4"_s);
+}
+
 } // namespace
