@@ -6,12 +6,11 @@
 #include "support/CliRun.h"
 #include "support/NetworkFakes.h"
 #include "support/TempHome.h"
+#include "support/TestPaths.h"
 
 #include <gtest/gtest.h>
 
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSignalSpy>
@@ -34,17 +33,7 @@ protected:
 
     QString cachePath() const { return home.path() + u"/.local/share/Norvane/version_check.json"_s; }
 
-    void writeCache(const QByteArray& bytes) const {
-        QDir().mkpath(QFileInfo(cachePath()).absolutePath());
-        QFile file(cachePath());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    }
-
-    QByteArray readCache() const {
-        QFile file(cachePath());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    void writeCache(const QByteArray& bytes) const { ASSERT_TRUE(writeFileAt(cachePath(), bytes)); }
 
     TempHome home;
     ScopedEnvironment env;
@@ -63,7 +52,7 @@ TEST_F(VersionVerbCheck, MinimumAboveThisVersionExitsThreeWithTheMessage) {
               u"running  %1\nminimum  999.0\nupdate required\nNorvane 999 fixes uploads.\n"_s.arg(running));
     EXPECT_TRUE(server.requests().startsWith("GET /download/version.json HTTP/1.1\r\n"));
     // The gate's own cache in the home folder, as the program keeps it.
-    EXPECT_EQ(readCache(), rules);
+    EXPECT_EQ(readFileAt(cachePath()), rules);
 }
 
 TEST_F(VersionVerbCheck, MinimumBelowThisVersionIsUpToDate) {

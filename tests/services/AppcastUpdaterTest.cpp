@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QSignalSpy>
 #include <QStringList>
 #include <QTest>
@@ -52,22 +51,26 @@ protected:
         ASSERT_TRUE(QTest::qWaitFor([&] { return updater.canCheckForUpdates(); }, 5000));
     }
 
-    // The listener's lines, each as "{level} {message}".
-    QStringList updateLines() {
-        QStringList lines;
-        const QString marker = u" [Update] "_s;
-        for (const QString& line : loggedText(*log).split(u'\n', Qt::SkipEmptyParts)) {
-            const qsizetype at = line.indexOf(marker);
-            if (at >= 5)
-                lines.append(line.mid(at - 5, 5) + u' ' + line.mid(at + marker.size()));
-        }
-        return lines;
+    // An updater for `running` whose launch check has read what `server` serves.
+    std::unique_ptr<AppcastUpdater> checkedAgainstServer(const QString& running) {
+        auto appcast = updater(running, server.url());
+        checkAtLaunch(*appcast);
+        return appcast;
     }
+
+    void serveRecorded(const QString& name) {
+        const QByteArray feed = readFileAt(testDataPath(u"appcast/"_s + name));
+        ASSERT_FALSE(feed.isEmpty()) << name.toStdString();
+        server.answerPage(feed);
+    }
+
+    QStringList updateLines() { return taggedLines(*log, u"Update"_s); }
 
     TempHome home;
     std::unique_ptr<FileLogger> log;
     std::unique_ptr<UpdateLogger> listener;
     QString downloadPage = u"http://127.0.0.1/download"_s;
+    LoopbackHttpServer server;
 };
 
 TEST_F(AppcastUpdaterTest, FeedAddressIsTheSitesAppcast) {
@@ -77,10 +80,8 @@ TEST_F(AppcastUpdaterTest, FeedAddressIsTheSitesAppcast) {
 }
 
 TEST_F(AppcastUpdaterTest, NewerReleaseBecomesThePendingVersion) {
-    LoopbackHttpServer server;
     server.answerPage(feedOffering("1.10.0", "1100"));
-    const auto appcast = updater(u"1.9.2"_s, server.url());
-    checkAtLaunch(*appcast);
+    const auto appcast = checkedAgainstServer(u"1.9.2"_s);
     EXPECT_TRUE(server.requests().startsWith("GET /appcast.xml HTTP/1.1\r\n"));
     EXPECT_TRUE(server.requests().contains("Cache-Control: no-cache\r\n")) << server.requests().constData();
     EXPECT_EQ(listener->pendingVersion(), std::optional<QString>(u"1.10.0"_s));
@@ -89,50 +90,34 @@ TEST_F(AppcastUpdaterTest, NewerReleaseBecomesThePendingVersion) {
 }
 
 TEST_F(AppcastUpdaterTest, RecordedFeedOffersItsNewestRelease) {
-    QFile recorded(testDataPath(u"appcast/releases.xml"_s));
-    ASSERT_TRUE(recorded.open(QIODevice::ReadOnly));
-    LoopbackHttpServer server;
-    server.answerPage(recorded.readAll());
-    const auto appcast = updater(u"1.9.2"_s, server.url());
-    checkAtLaunch(*appcast);
+    serveRecorded(u"releases.xml"_s);
+    const auto appcast = checkedAgainstServer(u"1.9.2"_s);
     EXPECT_EQ(updateLines(), QStringList{u"INFO  update found: version=1.10.0 build=1100"_s});
 }
 
 TEST_F(AppcastUpdaterTest, OnlyOlderOrEqualReleasesMeanUpToDate) {
-    LoopbackHttpServer server;
     server.answerPage(feedOffering("2.0", "200"));
-    const auto appcast = updater(u"2.0.0"_s, server.url());
-    checkAtLaunch(*appcast);
+    const auto appcast = checkedAgainstServer(u"2.0.0"_s);
     EXPECT_FALSE(listener->pendingVersion().has_value());
     EXPECT_EQ(updateLines(), QStringList{u"INFO  no update available: You're up to date."_s});
 }
 
 TEST_F(AppcastUpdaterTest, FeedWithoutAReleaseFindsNothing) {
-    QFile recorded(testDataPath(u"appcast/empty-channel.xml"_s));
-    ASSERT_TRUE(recorded.open(QIODevice::ReadOnly));
-    LoopbackHttpServer server;
-    server.answerPage(recorded.readAll());
-    const auto appcast = updater(u"1.0"_s, server.url());
-    checkAtLaunch(*appcast);
+    serveRecorded(u"empty-channel.xml"_s);
+    const auto appcast = checkedAgainstServer(u"1.0"_s);
     EXPECT_EQ(updateLines(), QStringList{u"INFO  no update available: the update feed lists no release"_s});
 }
 
 TEST_F(AppcastUpdaterTest, NotFoundPageIsOneLineAndNoUpdate) {
-    LoopbackHttpServer server;
     server.answer(LoopbackHttpServer::response(404, "Not Found", "<html><body>Not Found</body></html>"));
-    const auto appcast = updater(u"1.0"_s, server.url());
-    checkAtLaunch(*appcast);
+    const auto appcast = checkedAgainstServer(u"1.0"_s);
     EXPECT_FALSE(listener->pendingVersion().has_value());
     EXPECT_EQ(updateLines(), QStringList{u"INFO  no update available: the update feed answered HTTP 404"_s});
 }
 
 TEST_F(AppcastUpdaterTest, MalformedFeedIsOneLineAndNoUpdate) {
-    QFile recorded(testDataPath(u"appcast/truncated.xml"_s));
-    ASSERT_TRUE(recorded.open(QIODevice::ReadOnly));
-    LoopbackHttpServer server;
-    server.answerPage(recorded.readAll());
-    const auto appcast = updater(u"1.0"_s, server.url());
-    checkAtLaunch(*appcast);
+    serveRecorded(u"truncated.xml"_s);
+    const auto appcast = checkedAgainstServer(u"1.0"_s);
     EXPECT_FALSE(listener->pendingVersion().has_value());
     const QStringList lines = updateLines();
     ASSERT_EQ(lines.size(), 1);
@@ -152,7 +137,6 @@ TEST_F(AppcastUpdaterTest, NoServerIsOneLineAndNoUpdate) {
 TEST_F(AppcastUpdaterTest, SilentServerIsGivenUpAtTheDeadline) {
     VirtualClock clock;
     ScopedVirtualTime virtualTime(clock);
-    LoopbackHttpServer server;
     server.neverAnswer();
     const auto appcast = updater(u"1.0"_s, server.url());
     appcast->start();
@@ -169,7 +153,6 @@ TEST_F(AppcastUpdaterTest, SilentServerIsGivenUpAtTheDeadline) {
 }
 
 TEST_F(AppcastUpdaterTest, CannotCheckWhileACheckRuns) {
-    LoopbackHttpServer server;
     server.answerPage(feedOffering("1.0", "100"));
     const auto appcast = updater(u"1.0"_s, server.url());
     QSignalSpy changed(appcast.get(), &Updater::canCheckForUpdatesChanged);
@@ -187,7 +170,6 @@ TEST_F(AppcastUpdaterTest, CannotCheckWhileACheckRuns) {
 }
 
 TEST_F(AppcastUpdaterTest, DevelopmentBuildIsNotComparedWithReleases) {
-    LoopbackHttpServer server;
     server.answerPage(feedOffering("9.0", "900"));
     const auto appcast = updater(u"dev"_s, server.url());
     QSignalSpy changed(appcast.get(), &Updater::canCheckForUpdatesChanged);

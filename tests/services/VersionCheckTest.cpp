@@ -72,17 +72,8 @@ protected:
 
     QString cachePath() const { return home.path() + u"/.local/share/Norvane/version_check.json"_s; }
 
-    void writeCache(const QByteArray& bytes) const {
-        QDir().mkpath(QFileInfo(cachePath()).absolutePath());
-        QFile file(cachePath());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    }
-
-    QByteArray readCache() const {
-        QFile file(cachePath());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    void writeCache(const QByteArray& bytes) const { ASSERT_TRUE(writeFileAt(cachePath(), bytes)); }
+    QByteArray readCache() const { return readFileAt(cachePath()); }
 
     // Sources with no fallback, fetching from `remote` (by default, a port on which nothing listens).
     VersionCheck::Sources sources(const QUrl& remote = QUrl()) const {
@@ -108,16 +99,7 @@ protected:
     }
 
     // This gate's log lines, each as "{level} {message}".
-    QStringList gateLines() {
-        QStringList lines;
-        const QString marker = u" [VersionCheck] "_s;
-        for (const QString& line : loggedText(*log).split(u'\n', Qt::SkipEmptyParts)) {
-            const qsizetype at = line.indexOf(marker);
-            if (at >= 5)
-                lines.append(line.mid(at - 5, 5) + u' ' + line.mid(at + marker.size()));
-        }
-        return lines;
-    }
+    QStringList gateLines() { return taggedLines(*log, u"VersionCheck"_s); }
 
     TempHome home;
     std::unique_ptr<FileLogger> log;
