@@ -35,16 +35,7 @@ protected:
     void SetUp() override { log = std::make_unique<FileLogger>(dir.path()); }
 
     // The listener's lines, each as "{level} {message}".
-    QStringList updateLines() {
-        QStringList lines;
-        const QString marker = u" [Update] "_s;
-        for (const QString& line : loggedText(*log).split(u'\n', Qt::SkipEmptyParts)) {
-            const qsizetype at = line.indexOf(marker);
-            if (at >= 5)
-                lines.append(line.mid(at - 5, 5) + u' ' + line.mid(at + marker.size()));
-        }
-        return lines;
-    }
+    QStringList updateLines() { return taggedLines(*log, u"Update"_s); }
 
     QTemporaryDir dir;
     std::unique_ptr<FileLogger> log;
