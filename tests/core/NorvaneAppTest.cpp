@@ -13,6 +13,7 @@
 #include "support/AppStateTestAccess.h"
 #include "support/LoggedText.h"
 #include "support/TempHome.h"
+#include "support/TestPaths.h"
 #include "support/UpdateStandIns.h"
 
 #include <gtest/gtest.h>
@@ -321,10 +322,7 @@ TEST_F(NorvaneAppGateTest, AMinimumRaisedDuringTheSessionBringsTheNoticeAtOnce) 
     const std::unique_ptr<NorvaneApp> app = launch("0.5");
     app->appState();
     QSignalSpy notice(app.get(), &NorvaneApp::updateNoticeChanged);
-    QFile cache(gate->cachePath());
-    ASSERT_TRUE(cache.open(QIODevice::WriteOnly));
-    cache.write(R"({"minimum":"1.1"})");
-    cache.close();
+    ASSERT_TRUE(writeFileAt(gate->cachePath(), R"({"minimum":"1.1"})"));
     gate->loadCacheAndEvaluate(u"1.0"_s);
     EXPECT_EQ(notice.count(), 1);
     EXPECT_TRUE(app->showsUpdateNotice());

@@ -5,6 +5,7 @@
 #include "services/UpdateLogger.h"
 #include "support/AppStateTestAccess.h"
 #include "support/TempHome.h"
+#include "support/TestPaths.h"
 #include "support/UpdateStandIns.h"
 
 #include <gtest/gtest.h>
@@ -217,10 +218,7 @@ TEST_F(UpdateBannerModelTest, FollowsTheGateTheFoundVersionAndTheUpload) {
     EXPECT_EQ(resultsBanner.banner()->tone, UpdateBanner::Tone::neutral);
 
     // The site raises its minimum in the middle of the session.
-    QFile cache(gate->cachePath());
-    ASSERT_TRUE(cache.open(QIODevice::WriteOnly));
-    cache.write(R"({"minimum":"9.0"})");
-    cache.close();
+    ASSERT_TRUE(writeFileAt(gate->cachePath(), R"({"minimum":"9.0"})"));
     gate->loadCacheAndEvaluate(u"1.0"_s);
     EXPECT_EQ(changed.count(), 2);
     EXPECT_EQ(resultsBanner.banner()->tone, UpdateBanner::Tone::important);

@@ -3,8 +3,8 @@
 #include "services/FileLogger.h"
 #include "services/Updater.h"
 #include "services/VersionCheck.h"
+#include "support/TestPaths.h"
 
-#include <QDir>
 #include <QFile>
 #include <QString>
 
@@ -38,12 +38,8 @@ inline std::unique_ptr<VersionCheck> gateOnRules(const QString& folder, const QS
     sources.cachePath = folder + QStringLiteral("/version_check.json");
     sources.fallbackPath = folder + QStringLiteral("/no-bundled-rules.json");
     sources.remoteUrl = remoteUrl;
-    QDir().mkpath(folder);
     QFile::remove(sources.cachePath);
-    if (!rules.isEmpty()) {
-        QFile cache(sources.cachePath);
-        if (cache.open(QIODevice::WriteOnly))
-            cache.write(rules);
-    }
+    if (!rules.isEmpty())
+        writeFileAt(sources.cachePath, rules);
     return std::make_unique<VersionCheck>(running, log, sources);
 }

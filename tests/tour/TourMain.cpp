@@ -21,6 +21,7 @@
 #include "support/AppStateTestAccess.h"
 #include "support/BootstrapTestAccess.h"
 #include "support/NetworkFakes.h"
+#include "support/TestPaths.h"
 #include "support/UpdateStandIns.h"
 #include "views/BootstrapView.h"
 #include "views/CapturePickerWindow.h"
@@ -503,11 +504,9 @@ int main(int argc, char* argv[]) {
         {u"update-required"_s,
          [&] {
              state.newCapture();
-             QFile rules(gate.cachePath());
-             rules.open(QIODevice::WriteOnly);
-             rules.write(R"({"minimum":"99.0","message":"This version can no longer upload captures to )"
+             writeFileAt(gate.cachePath(),
+                         R"({"minimum":"99.0","message":"This version can no longer upload captures to )"
                          R"(the team's storage. Please update to keep measuring."})");
-             rules.close();
              gate.loadCacheAndEvaluate(running);
          }},
         {u"setup-update-important-restart"_s,
