@@ -41,9 +41,6 @@ public:
     bool isUpdateGateShown() const;
     QWidget* updateGate() const { return m_updateGate; }
 
-    // What "Check for Updates…" in the menu follows and calls.
-    CheckForUpdatesViewModel& checkForUpdates() const { return *m_checkForUpdates; }
-
 signals:
     // "Test History" on the setup screen, "History" on the results screen or the menu: a new window
     // "Test History" opens.
@@ -70,5 +67,5 @@ private:
     QHash<AppState::Screen, QWidget*> m_pages;
     QPointer<QMessageBox> m_quitAlert;
     QPointer<SettingsView> m_settings;
-    CheckForUpdatesViewModel* m_checkForUpdates = nullptr;
+    CheckForUpdatesViewModel* m_checkForUpdates = nullptr; // what "Check for Updates…" follows and calls
 };

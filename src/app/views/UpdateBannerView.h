@@ -21,7 +21,6 @@ public:
     UpdateBannerView(UpdateBanner::Place place, VersionCheck& versionCheck, UpdateLogger& updateLogger,
                      AppState& state, QWidget* parent = nullptr);
 
-    UpdateBannerModel& model() const { return *m_model; }
     QFrame* frame() const { return m_frame; }
     QLabel* textLabel() const { return m_text; }
     QLabel* captionLabel() const { return m_caption; }
