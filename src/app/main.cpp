@@ -1,6 +1,7 @@
 #include "core/AppState.h"
 #include "core/NorvaneApp.h"
 #include "platform/CrashHandler.h"
+#include "services/CrashReportUploader.h"
 #include "services/FileLogger.h"
 #include "views/MainWindow.h"
 #include "views/Theme.h"
@@ -26,6 +27,9 @@ int main(int argc, char* argv[]) {
     };
     noteScreen();
     QObject::connect(&state, &AppState::screenChanged, noteScreen);
+
+    // Reports of an earlier crash go out in the background, whatever screen the window opens on.
+    norvane.setCrashScan([] { CrashReportUploader::shared().scanAndUpload(); });
 
     MainWindow window(norvane);
     window.show();
