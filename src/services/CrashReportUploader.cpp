@@ -178,11 +178,16 @@ bool CrashReportUploader::idle() const {
 }
 
 void CrashReportUploader::watchReply(QNetworkReply* reply) {
-    std::lock_guard lock(m_mutex);
-    if (m_stopping)
+    bool stopped = false;
+    {
+        std::lock_guard lock(m_mutex);
+        stopped = m_stopping;
+        if (!stopped)
+            m_replies.push_back(reply);
+    }
+    // Outside the lock: the abort emits the reply's signals on the spot.
+    if (stopped)
         reply->abort();
-    else
-        m_replies.push_back(reply);
 }
 
 void CrashReportUploader::forgetReply(QNetworkReply* reply) {

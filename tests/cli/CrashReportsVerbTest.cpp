@@ -42,8 +42,10 @@ bool processEnded(qint64 pid) {
 // before the program's handler, so under `make asan` they are switched off for the child.
 QProcessEnvironment childEnvironment() {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    const QString sanitizer = environment.value(u"ASAN_OPTIONS"_s);
     environment.insert(u"ASAN_OPTIONS"_s,
-                       u"handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0:handle_abort=0"_s);
+                       (sanitizer.isEmpty() ? QString() : sanitizer + u':') +
+                           u"handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0:handle_abort=0"_s);
     environment.insert(u"NORVANE_SITE_URL"_s, u"http://127.0.0.1:9"_s);
     return environment;
 }
