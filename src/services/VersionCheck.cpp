@@ -2,6 +2,7 @@
 
 #include "platform/Locations.h"
 #include "platform/Platform.h"
+#include "services/FreshFetch.h"
 
 #include <QDir>
 #include <QFile>
@@ -9,8 +10,6 @@
 #include <QJsonDocument>
 #include <QList>
 #include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QNetworkRequest>
 #include <QSaveFile>
 #include <QUrl>
 
@@ -122,6 +121,7 @@ void VersionCheck::loadCacheAndEvaluate(const QString& running) {
     }
     applyTexts(*rules);
     const QString minimum = rules->value(u"minimum"_s).toString();
+    m_minimum = minimum;
     if (compareVersions(running, minimum)) {
         requireUpdate();
         m_log.warn(tag, u"version check: running=%1 < minimum=%2, update required"_s.arg(running, minimum));
@@ -139,31 +139,14 @@ void VersionCheck::startBackgroundFetch(const QString& running) {
     if (!m_network)
         m_network = new QNetworkAccessManager(this);
 
-    QNetworkRequest request(url);
-    request.setTransferTimeout(qRound(fetchTimeout * 1000));
-    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
-    QNetworkReply* reply = m_network->get(request);
     m_fetchInProgress = true;
-    // The transfer time-out only notices silence; the deadline bounds the whole request, however
-    // slowly a server trickles its answer.
-    m_fetchDeadline = Time::scheduler().singleShot(fetchTimeout, reply, [reply] { reply->abort(); });
-    connect(reply, &QNetworkReply::finished, this, [this, reply, running] {
-        reply->deleteLater();
-        m_fetchDeadline.cancel();
-        const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-        // Codes below the proxy's are failures of the connection itself, even after a status line; the
-        // content errors that QNetworkReply raises for 4xx and 5xx answers are HTTP answers.
-        const bool transportFailed =
-            reply->error() != QNetworkReply::NoError &&
-            (reply->error() < QNetworkReply::ProxyConnectionRefusedError || !status.isValid());
-        if (transportFailed) {
-            m_log.info(tag, u"version check fetch failed: "_s + reply->errorString());
-        } else if (const int code = status.isValid() ? status.toInt() : 0; code < 200 || code > 299) {
-            m_log.info(tag, u"version check fetch: HTTP %1"_s.arg(code));
-        } else {
-            finishFetch(running, reply->readAll());
-        }
+    fetchFresh(*m_network, url, fetchTimeout, this, [this, running](const FetchAnswer& answer) {
+        if (answer.failure)
+            m_log.info(tag, u"version check fetch failed: "_s + *answer.failure);
+        else if (!answer.succeeded())
+            m_log.info(tag, u"version check fetch: HTTP %1"_s.arg(answer.status));
+        else
+            finishFetch(running, answer.body);
         endFetch();
     });
 }
@@ -181,6 +164,7 @@ void VersionCheck::finishFetch(const QString& running, const QByteArray& body) {
         cache.commit();
 
     const QString minimum = rules->value(u"minimum"_s).toString();
+    m_minimum = minimum;
     const QString latest = rules->value(u"latest"_s).toString();
     m_log.info(tag, u"version check: cache updated (minimum=%1, latest=%2)"_s.arg(minimum, latest));
     const bool required = compareVersions(running, minimum);

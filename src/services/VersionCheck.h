@@ -1,6 +1,5 @@
 #pragma once
 
-#include "base/Clock.h"
 #include "services/FileLogger.h"
 
 #include <QByteArray>
@@ -54,6 +53,8 @@ public:
     bool updateRequired() const { return m_updateRequired; }
     QString message() const { return m_message; }
     QString downloadUrl() const { return m_downloadUrl; }
+    // The minimum of the rules read last (cache, fallback or this launch's fetch); empty before any.
+    QString minimum() const { return m_minimum; }
     QString cachePath() const { return m_sources.cachePath; }
     QString remoteUrl() const { return m_sources.remoteUrl; }
     // True while the fetch of this launch is under way.
@@ -80,7 +81,7 @@ private:
     bool m_updateRequired = false;
     QString m_message;
     QString m_downloadUrl;
+    QString m_minimum;
     bool m_fetchInProgress = false;
     QNetworkAccessManager* m_network = nullptr;
-    Timer m_fetchDeadline;
 };

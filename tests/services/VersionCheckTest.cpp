@@ -72,17 +72,8 @@ protected:
 
     QString cachePath() const { return home.path() + u"/.local/share/Norvane/version_check.json"_s; }
 
-    void writeCache(const QByteArray& bytes) const {
-        QDir().mkpath(QFileInfo(cachePath()).absolutePath());
-        QFile file(cachePath());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    }
-
-    QByteArray readCache() const {
-        QFile file(cachePath());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    void writeCache(const QByteArray& bytes) const { ASSERT_TRUE(writeFileAt(cachePath(), bytes)); }
+    QByteArray readCache() const { return readFileAt(cachePath()); }
 
     // Sources with no fallback, fetching from `remote` (by default, a port on which nothing listens).
     VersionCheck::Sources sources(const QUrl& remote = QUrl()) const {
@@ -108,16 +99,7 @@ protected:
     }
 
     // This gate's log lines, each as "{level} {message}".
-    QStringList gateLines() {
-        QStringList lines;
-        const QString marker = u" [VersionCheck] "_s;
-        for (const QString& line : loggedText(*log).split(u'\n', Qt::SkipEmptyParts)) {
-            const qsizetype at = line.indexOf(marker);
-            if (at >= 5)
-                lines.append(line.mid(at - 5, 5) + u' ' + line.mid(at + marker.size()));
-        }
-        return lines;
-    }
+    QStringList gateLines() { return taggedLines(*log, u"VersionCheck"_s); }
 
     TempHome home;
     std::unique_ptr<FileLogger> log;
@@ -400,6 +382,32 @@ TEST_F(VersionCheckGate, RemoteThatIsNotAUrlIsNotFetched) {
     EXPECT_FALSE(check->fetchInProgress());
     EXPECT_EQ(gateLines(),
               QStringList{u"INFO  version check: no cache and no bundled fallback, fail-open"_s});
+}
+
+TEST_F(VersionCheckGate, MinimumIsEmptyUntilRulesAreRead) {
+    const auto check = start(u"1.0"_s, sources());
+    EXPECT_EQ(check->minimum(), QString());
+    waitForFetch(*check);
+    EXPECT_EQ(check->minimum(), QString());
+}
+
+TEST_F(VersionCheckGate, MinimumIsTheCachedOneUntilAGoodAnswerReplacesIt) {
+    writeCache(R"({"minimum": "1.4", "latest": "1.5"})");
+    LoopbackHttpServer server;
+    server.answerPage(R"({"minimum": "1.6", "latest": "1.7"})");
+    const auto check = start(u"1.5"_s, sources(server.url()));
+    EXPECT_EQ(check->minimum(), u"1.4"_s);
+    waitForFetch(*check);
+    EXPECT_EQ(check->minimum(), u"1.6"_s);
+}
+
+TEST_F(VersionCheckGate, MinimumStaysWhenTheAnswerIsBad) {
+    writeCache(R"({"minimum": "1.4", "latest": "1.5"})");
+    LoopbackHttpServer server;
+    server.answerPage(R"({"minimum": "1.6"})");
+    const auto check = start(u"1.5"_s, sources(server.url()));
+    waitForFetch(*check);
+    EXPECT_EQ(check->minimum(), u"1.4"_s);
 }
 
 } // namespace

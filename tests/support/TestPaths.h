@@ -14,3 +14,7 @@ QString simulatorDir();
 void installFakeNetworkTools(const QString& home);
 // Writes `content` to {dir}/{name} and returns the path.
 QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArray& content);
+// Writes `content` to `path`, making its folders first; false when that fails.
+bool writeFileAt(const QString& path, const QByteArray& content);
+// The bytes of the file at `path`; empty when it can't be read.
+QByteArray readFileAt(const QString& path);

@@ -6,9 +6,9 @@
 #include "DiagnoseVerb.h"
 #include "LibraryVerb.h"
 #include "SetupVerb.h"
+#include "VersionVerb.h"
 
 #include "platform/Locations.h"
-#include "platform/Platform.h"
 #include "subprocess/CaptureFolder.h"
 
 #include <QTextStream>
@@ -16,12 +16,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-int runVersion(const QStringList&, QTextStream& out, QTextStream&) {
-    out << "norvane-cli " << Platform::appVersion() << " (build " << Platform::buildNumber() << ", "
-        << Platform::osVersion() << ")\n";
-    return 0;
-}
 
 int runPaths(const QStringList&, QTextStream& out, QTextStream&) {
     const QList<std::pair<const char*, QString>> rows = {
@@ -58,7 +52,9 @@ const std::vector<CliVerb>& cliVerbs() {
          runReplayVerb},
         {u"setup"_s, u"[--json]"_s,
          u"Install uv and the measurement tool's packages, as a first launch does."_s, runSetupVerb},
-        {u"version"_s, QString(), u"Show the version of this program."_s, runVersion},
+        {u"version"_s, u"[--check]"_s,
+         u"Show the version of this program; --check asks the web site whether it may still run."_s,
+         runVersionVerb},
     };
     return verbs;
 }
