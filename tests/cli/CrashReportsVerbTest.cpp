@@ -1,6 +1,7 @@
 #include "support/CliRun.h"
 #include "support/SimulatorJournal.h"
 #include "support/TempHome.h"
+#include "support/TestPaths.h"
 #include "support/UploadServer.h"
 
 #include <QDir>
@@ -22,16 +23,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QByteArray readAll(const QString& path) {
-    if (path.isEmpty())
-        return {};
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 // Gone, or a zombie that nobody has reaped yet: either way it runs no more.
 bool processEnded(qint64 pid) {
-    const QByteArray stat = readAll(u"/proc/%1/stat"_s.arg(pid));
+    const QByteArray stat = readFileAt(u"/proc/%1/stat"_s.arg(pid));
     if (stat.isEmpty())
         return true;
     const qsizetype close = stat.lastIndexOf(')');
@@ -97,11 +91,11 @@ CrashedCapture crashCaptureMidRun(const TempHome& home) {
                 if (!name.endsWith(u"_throughput_raw.csv"_s))
                     crash.csvPath = captures.filePath(name);
             }
-            return crash.toolPid > 0 && readAll(crash.csvPath).count('\n') > 3;
+            return crash.toolPid > 0 && !crash.csvPath.isEmpty() && readFileAt(crash.csvPath).count('\n') > 3;
         },
         60'000);
     EXPECT_TRUE(running) << "the capture never got going";
-    crash.csvSizeAtCrash = readAll(crash.csvPath).size();
+    crash.csvSizeAtCrash = readFileAt(crash.csvPath).size();
     ::kill(pid_t(cli.processId()), SIGSEGV);
     EXPECT_TRUE(cli.waitForFinished(30'000));
     crash.exitStatus = cli.exitStatus();
@@ -134,14 +128,11 @@ QJsonObject decodedByPython(const QByteArray& body) {
 }
 
 void writeUploadConfig(const TempHome& home, const QString& url) {
-    QDir().mkpath(home.path() + u"/.norvane"_s);
-    QFile config(home.path() + u"/.norvane/r2.json"_s);
-    ASSERT_TRUE(config.open(QIODevice::WriteOnly));
-    config.write(QJsonDocument(QJsonObject{{u"upload_url"_s, url},
-                                           {u"upload_token"_s, u"test-token"_s},
-                                           {u"uploader_id"_s, u"00112233445566778899aabbccddeeff"_s},
-                                           {u"config_version"_s, 2}})
-                     .toJson());
+    const QJsonObject config{{u"upload_url"_s, url},
+                             {u"upload_token"_s, u"test-token"_s},
+                             {u"uploader_id"_s, u"00112233445566778899aabbccddeeff"_s},
+                             {u"config_version"_s, 2}};
+    ASSERT_TRUE(writeFileAt(home.path() + u"/.norvane/r2.json"_s, QJsonDocument(config).toJson()));
 }
 
 } // namespace
@@ -154,7 +145,7 @@ TEST(CrashReportsVerb, CaptureKilledBySegfaultLeavesNoToolBehindAndKeepsItsCsv) 
     EXPECT_TRUE(QTest::qWaitFor([&crash] { return processEnded(crash.toolPid); }, 30'000))
         << "the measurement tool outlived the program";
     ASSERT_FALSE(crash.csvPath.isEmpty());
-    const QByteArray csv = readAll(crash.csvPath);
+    const QByteArray csv = readFileAt(crash.csvPath);
     EXPECT_GE(csv.size(), crash.csvSizeAtCrash);
     EXPECT_GT(csv.count('\n'), 3);
     EXPECT_EQ(reportNames(home).size(), 1);
@@ -169,7 +160,7 @@ TEST(CrashReportsVerb, ReportOfARealCrashIsSentOnceToTheObjectStore) {
     ASSERT_EQ(names.size(), 1);
     const QString name = names.first();
     EXPECT_TRUE(name.startsWith(u"norvane-cli-"_s)) << name.toStdString();
-    const QByteArray report = readAll(home.path() + u"/.local/state/Norvane/DiagnosticReports/"_s + name);
+    const QByteArray report = readFileAt(home.path() + u"/.local/state/Norvane/DiagnosticReports/"_s + name);
     const qsizetype lineEnd = report.indexOf('\n');
     ASSERT_GT(lineEnd, 0);
     EXPECT_EQ(QJsonDocument::fromJson(report.first(lineEnd)).object()[u"app_name"_s].toString(),
@@ -205,7 +196,7 @@ TEST(CrashReportsVerb, ReportOfARealCrashIsSentOnceToTheObjectStore) {
     EXPECT_EQ(signal[u"number"_s].toInt(), SIGSEGV);
 
     const QJsonArray tracked =
-        QJsonDocument::fromJson(readAll(home.path() + u"/.local/share/Norvane/uploaded_crashes.json"_s))
+        QJsonDocument::fromJson(readFileAt(home.path() + u"/.local/share/Norvane/uploaded_crashes.json"_s))
             .array();
     EXPECT_EQ(tracked, QJsonArray{name});
 
@@ -218,12 +209,9 @@ TEST(CrashReportsVerb, ReportOfARealCrashIsSentOnceToTheObjectStore) {
 
 TEST(CrashReportsVerb, FailedUploadExitsOneAndLeavesTheReportPending) {
     TempHome home;
-    const QString reports = home.path() + u"/.local/state/Norvane/DiagnosticReports"_s;
-    QDir().mkpath(reports);
-    QFile report(reports + u"/norvane-2026-03-14-093000-7.ips"_s);
-    ASSERT_TRUE(report.open(QIODevice::WriteOnly));
-    report.write("{\"app_name\":\"Norvane\",\"name\":\"norvane\"}\n{}");
-    report.close();
+    ASSERT_TRUE(writeFileAt(home.path() +
+                                u"/.local/state/Norvane/DiagnosticReports/norvane-2026-03-14-093000-7.ips"_s,
+                            "{\"app_name\":\"Norvane\",\"name\":\"norvane\"}\n{}"));
     UploadServer server({403});
     writeUploadConfig(home, server.url());
 

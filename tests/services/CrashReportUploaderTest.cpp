@@ -143,11 +143,6 @@ QJsonObject parsed(const QByteArray& json) {
     return QJsonDocument::fromJson(json).object();
 }
 
-QByteArray readAll(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 // A whole run against a loopback object store, with every path of the uploader in one temporary folder,
 // the virtual clock for the object keys, and a sleeper that only writes the waits down.
 class CrashUpload : public ::testing::Test {
@@ -182,29 +177,17 @@ protected:
     }
     QString put(const QString& relative, const QByteArray& content) {
         const QString path = dir.filePath(relative);
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly)) << relative.toStdString();
-        file.write(content);
+        EXPECT_TRUE(writeFileAt(path, content)) << relative.toStdString();
         return path;
     }
     QString report(const QString& name, const QByteArray& content = ourReport()) {
         return put(u"reports/"_s + name, content);
     }
 
-    // The lines of the uploader, as "{level} {message}".
-    QStringList uploadLines() {
-        static const QRegularExpression form(uR"(^\S+ (.{5}) \[CrashUpload\] (.*)$)"_s);
-        QStringList lines;
-        for (const QString& line : loggedText(log).split(u'\n')) {
-            if (const QRegularExpressionMatch match = form.match(line); match.hasMatch())
-                lines.append(match.captured(1) + u' ' + match.captured(2));
-        }
-        return lines;
-    }
+    QStringList uploadLines() { return taggedLines(log, QString::fromLatin1(CrashReportUploader::tag)); }
     QStringList tracked() const {
         QStringList names;
-        for (const QJsonValue& value : QJsonDocument::fromJson(readAll(sources().trackingPath)).array())
+        for (const QJsonValue& value : QJsonDocument::fromJson(readFileAt(sources().trackingPath)).array())
             names.append(value.toString());
         return names;
     }
@@ -288,7 +271,7 @@ TEST_F(CrashUpload, TrackingFileIsSortedAndASecondRunSendsNothing) {
     put(u"reports/sub/norvane-b.ips"_s, ourReport());
     uploader->run();
     EXPECT_EQ(server.requests().size(), 3);
-    const QJsonDocument file = QJsonDocument::fromJson(readAll(sources().trackingPath));
+    const QJsonDocument file = QJsonDocument::fromJson(readFileAt(sources().trackingPath));
     EXPECT_EQ(file.array(), QJsonArray({u"norvane-a.ips"_s, u"norvane-b.ips"_s, u"norvane-c.ips"_s}));
 
     const CrashReportUploader::RunOutcome again = uploader->run();
@@ -520,7 +503,7 @@ TEST_F(CrashUpload, MissingConfigIsProvisionedFromTheBundledDefaultsWithOwnerOnl
 
     EXPECT_TRUE(uploader->run().nothingFailed());
 
-    const QJsonObject config = parsed(readAll(sources().configPath));
+    const QJsonObject config = parsed(readFileAt(sources().configPath));
     EXPECT_EQ(config[u"upload_url"_s].toString(), server.url());
     EXPECT_EQ(config[u"upload_token"_s].toString(), u"bundled-token"_s);
     EXPECT_EQ(config[u"config_version"_s].toInt(), 2);
@@ -537,7 +520,7 @@ TEST_F(CrashUpload, MissingConfigIsProvisionedFromTheBundledDefaultsWithOwnerOnl
 
     // Once written, the file is what later runs use.
     uploader->run();
-    EXPECT_EQ(parsed(readAll(sources().configPath))[u"uploader_id"_s].toString(), id);
+    EXPECT_EQ(parsed(readFileAt(sources().configPath))[u"uploader_id"_s].toString(), id);
 }
 
 TEST_F(CrashUpload, ConfigWithoutUploaderIdIsWrittenAnew) {
@@ -551,7 +534,7 @@ TEST_F(CrashUpload, ConfigWithoutUploaderIdIsWrittenAnew) {
     ASSERT_TRUE(config);
     EXPECT_EQ(config->uploadURL, server.url());
     EXPECT_EQ(config->uploaderId.size(), 32);
-    const QJsonObject file = parsed(readAll(sources().configPath));
+    const QJsonObject file = parsed(readFileAt(sources().configPath));
     EXPECT_EQ(file[u"uploader_id"_s].toString(), config->uploaderId);
     EXPECT_EQ(file[u"upload_token"_s].toString(), u"bundled-token"_s);
     EXPECT_EQ(QFileInfo(sources().configPath).permissions() &
