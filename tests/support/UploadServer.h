@@ -7,10 +7,8 @@
 #include <QPointer>
 #include <QTcpServer>
 #include <QTcpSocket>
-#include <QUrl>
 
 #include <functional>
-#include <optional>
 
 // One HTTP request as the server received it, body included.
 struct ReceivedRequest {
@@ -36,6 +34,7 @@ public:
             }
         });
     }
+    // The sockets go before the lists that their signals write to.
     ~UploadServer() {
         for (const QPointer<QTcpSocket>& socket : m_sockets)
             delete socket.data();
