@@ -1,7 +1,9 @@
 #include "core/AppState.h"
 #include "core/NorvaneApp.h"
 #include "platform/CrashHandler.h"
+#include "services/CrashReportUploader.h"
 #include "services/FileLogger.h"
+#include "services/UpdateLogger.h"
 #include "views/MainWindow.h"
 #include "views/Theme.h"
 
@@ -26,6 +28,15 @@ int main(int argc, char* argv[]) {
     };
     noteScreen();
     QObject::connect(&state, &AppState::screenChanged, noteScreen);
+
+    // Reports of an earlier crash go out in the background, whatever screen the window opens on; an
+    // update about to be installed sends them first, and a failed one is told through the same channel.
+    const auto crashScan = [] { CrashReportUploader::shared().scanAndUpload(); };
+    norvane.setCrashScan(crashScan);
+    UpdateLogger::shared().setCrashScan(crashScan);
+    UpdateLogger::shared().setEventSender([](const QString& type, const QJsonObject& details) {
+        CrashReportUploader::shared().sendEvent(type, details);
+    });
 
     MainWindow window(norvane);
     window.show();

@@ -2,6 +2,7 @@
 
 #include "AnalyzeVerb.h"
 #include "CaptureVerbs.h"
+#include "CrashReportsVerb.h"
 #include "DiagnoseVerb.h"
 #include "LibraryVerb.h"
 #include "SetupVerb.h"
@@ -39,6 +40,9 @@ const std::vector<CliVerb>& cliVerbs() {
         {u"capture"_s,
          u"[--location L] [--network N] [--duration D] [--profile P] [--privacy P] [--no-upload] [--json]"_s,
          u"Run a capture without a window and print its results."_s, runCaptureVerb},
+        {u"crash-reports"_s, u"[--upload]"_s,
+         u"List the program's crash reports, sent or pending; send the pending ones now."_s,
+         runCrashReportsVerb},
         {u"diagnose"_s, u"[--error TEXT]"_s,
          u"Check the network as the diagnostics screen does and print the verdict."_s, runDiagnoseVerb},
         {u"library"_s, u"[DIR] [--json] [--filter TEXT] [--delete FILE]"_s,
