@@ -14,6 +14,12 @@ const QString readySymbol = u"arrow.triangle.2.circlepath"_s;
 const QString importantText = u"An important update is available"_s;
 const QString restartToUpdate = u"Restart to Update"_s;
 
+// The orange banner's button: the restart into a version the updater has found, or else the download.
+void offerUpdate(UpdateBanner& banner, bool versionFound) {
+    banner.buttonTitle = versionFound ? restartToUpdate : UpdateRequiredNotice::downloadButtonTitle;
+    banner.action = versionFound ? UpdateBanner::Action::restart : UpdateBanner::Action::download;
+}
+
 } // namespace
 
 namespace UpdateRequiredNotice {
@@ -37,13 +43,7 @@ std::optional<UpdateBanner> UpdateBanner::forSetup(bool updateRequired,
                                                    const std::optional<QString>& pendingVersion) {
     if (updateRequired) {
         UpdateBanner banner{Tone::important, warningSymbol, importantText};
-        if (pendingVersion) {
-            banner.buttonTitle = restartToUpdate;
-            banner.action = Action::restart;
-        } else {
-            banner.buttonTitle = UpdateRequiredNotice::downloadButtonTitle;
-            banner.action = Action::download;
-        }
+        offerUpdate(banner, pendingVersion.has_value());
         return banner;
     }
     if (pendingVersion) {
@@ -61,14 +61,9 @@ std::optional<UpdateBanner>
 UpdateBanner::forResults(bool updateRequired, const std::optional<QString>& pendingVersion, bool uploadDone) {
     if (updateRequired) {
         UpdateBanner banner{Tone::important, std::nullopt, importantText, true};
-        if (pendingVersion) {
+        if (pendingVersion)
             banner.text = u"An important update (%1) is available"_s.arg(*pendingVersion);
-            banner.buttonTitle = restartToUpdate;
-            banner.action = Action::restart;
-        } else {
-            banner.buttonTitle = UpdateRequiredNotice::downloadButtonTitle;
-            banner.action = Action::download;
-        }
+        offerUpdate(banner, pendingVersion.has_value());
         // An update now would cut the upload short; it picks up again after the restart.
         banner.showsUploadCaption = !uploadDone;
         return banner;

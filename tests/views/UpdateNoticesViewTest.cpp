@@ -102,6 +102,24 @@ protected:
         QApplication::processEvents();
     }
 
+    // The first entry of the program's menu, at the top of the menu bar.
+    QAction* checkForUpdatesItem() const {
+        QMenu* menu = window->menuBar()->actions().first()->menu();
+        return menu && !menu->actions().isEmpty() ? menu->actions().first() : nullptr;
+    }
+
+    // Opens the program's menu from the menu bar and clicks the entry, with the mouse.
+    void chooseFromTheMenu(QAction* item) {
+        QMenuBar* bar = window->menuBar();
+        QMenu* menu = bar->actions().first()->menu();
+        QTest::mouseClick(bar, Qt::LeftButton, {}, bar->actionGeometry(bar->actions().first()).center());
+        ASSERT_TRUE(menu->isVisible());
+        QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(item).center());
+        QApplication::processEvents();
+        // A disabled entry leaves the menu open.
+        menu->close();
+    }
+
     void findUpdate(Updater* updater) { listener.didFindValidUpdate(updater, {u"2.1"_s, u"210"_s}); }
 
     void showResults() {
@@ -345,9 +363,8 @@ TEST_F(UpdateNoticesViewTest, TheOrangeBannerReadsInEitherScheme) {
 
 TEST_F(UpdateNoticesViewTest, CheckForUpdatesFollowsTheUpdaterAndAsksIt) {
     launchUpToDate();
-    QMenu* menu = window->menuBar()->actions().first()->menu();
-    ASSERT_NE(menu, nullptr);
-    QAction* item = menu->actions().first();
+    QAction* item = checkForUpdatesItem();
+    ASSERT_NE(item, nullptr);
     EXPECT_EQ(item->text(), u"Check for Updates\u2026"_s);
     EXPECT_FALSE(item->isEnabled()) << "no updater yet";
 
@@ -358,11 +375,7 @@ TEST_F(UpdateNoticesViewTest, CheckForUpdatesFollowsTheUpdaterAndAsksIt) {
     updater.setCanCheck(true);
     EXPECT_TRUE(item->isEnabled());
 
-    QMenuBar* bar = window->menuBar();
-    QTest::mouseClick(bar, Qt::LeftButton, {}, bar->actionGeometry(bar->actions().first()).center());
-    ASSERT_TRUE(menu->isVisible());
-    QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(item).center());
-    QApplication::processEvents();
+    chooseFromTheMenu(item);
     EXPECT_EQ(updater.checks, 1);
 }
 
@@ -370,16 +383,10 @@ TEST_F(UpdateNoticesViewTest, CheckForUpdatesWhileDisabledAsksNothing) {
     launchUpToDate();
     updater.setCanCheck(false);
     app->setUpdater(&updater);
-    QMenu* menu = window->menuBar()->actions().first()->menu();
-    QAction* item = menu->actions().first();
+    QAction* item = checkForUpdatesItem();
     ASSERT_FALSE(item->isEnabled());
-    QMenuBar* bar = window->menuBar();
-    QTest::mouseClick(bar, Qt::LeftButton, {}, bar->actionGeometry(bar->actions().first()).center());
-    ASSERT_TRUE(menu->isVisible());
-    QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(item).center());
-    QApplication::processEvents();
+    chooseFromTheMenu(item);
     EXPECT_EQ(updater.checks, 0);
-    menu->close();
 }
 
 } // namespace
