@@ -5,6 +5,8 @@
 #include "platform/WakeWatcher.h"
 #include "services/FileLogger.h"
 #include "services/NetworkMonitor.h"
+#include "services/UpdateLogger.h"
+#include "services/VersionCheck.h"
 #include "subprocess/Bootstrap.h"
 #include "subprocess/CaptureFolder.h"
 #include "subprocess/PythonProcess.h"
@@ -17,10 +19,23 @@ namespace {
 const QString tag = u"App"_s;
 }
 
+NorvaneApp::Services NorvaneApp::Services::shared() {
+    return {[]() -> VersionCheck& { return VersionCheck::shared(); },
+            []() -> UpdateLogger& { return UpdateLogger::shared(); }};
+}
+
 NorvaneApp::NorvaneApp(FileLogger& log, QObject* parent)
+    : NorvaneApp(log, Services::shared(), parent) {}
+
+NorvaneApp::NorvaneApp(FileLogger& log, const Services& services, QObject* parent)
     : QObject(parent)
     , m_log(log)
+    , m_versionCheck(services.versionCheck())
+    , m_updateLogger(services.updateLogger())
     , m_wakeWatcher(new WakeWatcher(this)) {
+    m_showsUpdateNotice = showsUpdateNotice();
+    // A minimum raised by this launch's fetch closes the gate at once, whatever screen is up.
+    connect(&m_versionCheck, &VersionCheck::updateRequiredChanged, this, &NorvaneApp::reviewUpdateNotice);
     connect(m_wakeWatcher, &WakeWatcher::woke, this, &NorvaneApp::handleWake);
     if (auto* application = QCoreApplication::instance()) {
         connect(application, &QCoreApplication::aboutToQuit, this, &NorvaneApp::handleTermination);
@@ -46,6 +61,33 @@ void NorvaneApp::writeLaunchLines() {
     const QStringList lines = launchLines();
     for (const QString& line : lines)
         m_log.info(tag, line);
+}
+
+void NorvaneApp::continuePastUpdateNotice() {
+    if (m_bypassVersionCheck)
+        return;
+    m_bypassVersionCheck = true;
+    emit bypassVersionCheckChanged();
+    reviewUpdateNotice();
+}
+
+bool NorvaneApp::showsUpdateNotice() const {
+    return m_versionCheck.updateRequired() && !m_bypassVersionCheck;
+}
+
+void NorvaneApp::reviewUpdateNotice() {
+    const bool shows = showsUpdateNotice();
+    if (shows == m_showsUpdateNotice)
+        return;
+    m_showsUpdateNotice = shows;
+    emit updateNoticeChanged();
+}
+
+void NorvaneApp::setUpdater(Updater* updater) {
+    if (m_updater == updater)
+        return;
+    m_updater = updater;
+    emit updaterChanged();
 }
 
 AppState& NorvaneApp::appState() {

@@ -4,6 +4,8 @@
 #include "core/AppState.h"
 #include "core/QuitAlert.h"
 #include "services/FileLogger.h"
+#include "services/UpdateLogger.h"
+#include "services/VersionCheck.h"
 #include "subprocess/Bootstrap.h"
 #include "subprocess/ProcessTestSupport.h"
 #include "subprocess/PythonProcess.h"
@@ -11,6 +13,8 @@
 #include "support/AppStateTestAccess.h"
 #include "support/LoggedText.h"
 #include "support/TempHome.h"
+#include "support/TestPaths.h"
+#include "support/UpdateStandIns.h"
 
 #include <gtest/gtest.h>
 
@@ -230,4 +234,117 @@ TEST_F(NorvaneAppTest, WakeDuringACaptureStillIssuesTheWakeSweepFiveSecondsLater
         << logText().toStdString();
     EXPECT_EQ(state.screen(), Screen::running);
     app.handleTermination();
+}
+
+// --- The version gate and the updater ---------------------------------------------------------------
+
+class NorvaneAppGateTest : public NorvaneAppTest {
+protected:
+    // The application object on a gate for running version 1.0 under the given minimum.
+    std::unique_ptr<NorvaneApp> launch(const char* minimum) {
+        gate = gateOnRules(rulesDir.path(), u"1.0"_s, QByteArray(R"({"minimum":")") + minimum + R"("})", log);
+        return std::make_unique<NorvaneApp>(log, services());
+    }
+
+    NorvaneApp::Services services() {
+        return {[this]() -> VersionCheck& { return *gate; }, [this]() -> UpdateLogger& { return listener; }};
+    }
+
+    QTemporaryDir rulesDir;
+    UpdateLogger listener{log};
+    std::unique_ptr<VersionCheck> gate;
+};
+
+TEST_F(NorvaneAppGateTest, LaunchSettlesTheGateThenTakesTheUpdateListenerBeforeAnythingElse) {
+    home.installFakeUv();
+    QStringList taken;
+    const NorvaneApp::Services services{[&]() -> VersionCheck& {
+                                            taken.append(u"gate"_s);
+                                            gate = gateOnRules(rulesDir.path(), u"1.0"_s,
+                                                               R"({"minimum":"0.5"})", log);
+                                            return *gate;
+                                        },
+                                        [&]() -> UpdateLogger& {
+                                            taken.append(u"update listener"_s);
+                                            return listener;
+                                        }};
+    NorvaneApp app(log, services);
+    EXPECT_EQ(taken, (QStringList{u"gate"_s, u"update listener"_s}));
+    EXPECT_EQ(&app.versionCheck(), gate.get());
+    EXPECT_EQ(&app.updateLogger(), &listener);
+    EXPECT_FALSE(logText().contains(u"[AppState]"_s)) << "the session is made on first use, later";
+
+    app.writeLaunchLines();
+    app.appState();
+    const QString text = logText();
+    const qsizetype verdict =
+        text.indexOf(u"INFO  [VersionCheck] version check: running=1.0 >= minimum=0.5, ok"_s);
+    const qsizetype launchLine = text.indexOf(u"INFO  [App] app launch version="_s);
+    const qsizetype firstScreen =
+        text.indexOf(u"INFO  [AppState] uv available, starting with setup screen"_s);
+    ASSERT_GE(verdict, 0) << text.toStdString();
+    EXPECT_LT(verdict, launchLine);
+    EXPECT_LT(launchLine, firstScreen);
+}
+
+TEST_F(NorvaneAppGateTest, ByDefaultTakesTheSharedGateAndListener) {
+    NorvaneApp app(log);
+    EXPECT_EQ(&app.versionCheck(), &VersionCheck::shared());
+    EXPECT_EQ(&app.updateLogger(), &UpdateLogger::shared());
+}
+
+TEST_F(NorvaneAppGateTest, BelowTheMinimumTheNoticeShowsUntilTheUserGoesOn) {
+    const std::unique_ptr<NorvaneApp> app = launch("2.0");
+    EXPECT_FALSE(app->bypassVersionCheck());
+    EXPECT_TRUE(app->showsUpdateNotice());
+
+    QSignalSpy bypass(app.get(), &NorvaneApp::bypassVersionCheckChanged);
+    QSignalSpy notice(app.get(), &NorvaneApp::updateNoticeChanged);
+    app->continuePastUpdateNotice();
+    EXPECT_TRUE(app->bypassVersionCheck());
+    EXPECT_FALSE(app->showsUpdateNotice());
+    EXPECT_TRUE(gate->updateRequired()) << "going on past the notice doesn't open the gate";
+    EXPECT_EQ(bypass.count(), 1);
+    EXPECT_EQ(notice.count(), 1);
+
+    app->continuePastUpdateNotice();
+    EXPECT_EQ(bypass.count(), 1);
+    EXPECT_EQ(notice.count(), 1);
+}
+
+TEST_F(NorvaneAppGateTest, AtOrAboveTheMinimumNoNoticeShows) {
+    const std::unique_ptr<NorvaneApp> app = launch("1.0");
+    EXPECT_FALSE(app->showsUpdateNotice());
+    EXPECT_FALSE(app->bypassVersionCheck());
+}
+
+TEST_F(NorvaneAppGateTest, AMinimumRaisedDuringTheSessionBringsTheNoticeAtOnce) {
+    const std::unique_ptr<NorvaneApp> app = launch("0.5");
+    app->appState();
+    QSignalSpy notice(app.get(), &NorvaneApp::updateNoticeChanged);
+    ASSERT_TRUE(writeFileAt(gate->cachePath(), R"({"minimum":"1.1"})"));
+    gate->loadCacheAndEvaluate(u"1.0"_s);
+    EXPECT_EQ(notice.count(), 1);
+    EXPECT_TRUE(app->showsUpdateNotice());
+}
+
+TEST_F(NorvaneAppGateTest, TheBypassIsNotKeptForTheNextLaunch) {
+    launch("2.0")->continuePastUpdateNotice();
+    const std::unique_ptr<NorvaneApp> next = launch("2.0");
+    EXPECT_FALSE(next->bypassVersionCheck());
+    EXPECT_TRUE(next->showsUpdateNotice());
+}
+
+TEST_F(NorvaneAppGateTest, TheUpdaterIsSetLaterAndForgottenWhenItGoes) {
+    const std::unique_ptr<NorvaneApp> app = launch("0.5");
+    EXPECT_EQ(app->updater(), nullptr);
+    QSignalSpy changed(app.get(), &NorvaneApp::updaterChanged);
+    auto updater = std::make_unique<StandInUpdater>();
+    app->setUpdater(updater.get());
+    EXPECT_EQ(app->updater(), updater.get());
+    EXPECT_EQ(changed.count(), 1);
+    app->setUpdater(updater.get());
+    EXPECT_EQ(changed.count(), 1);
+    updater.reset();
+    EXPECT_EQ(app->updater(), nullptr);
 }

@@ -47,6 +47,9 @@ int main(int argc, char** argv) {
         installFakeNetworkTools(home.path());
     if (!qEnvironmentVariableIsSet("NORVANE_PORTAL_PROBE_URL"))
         qputenv("NORVANE_PORTAL_PROBE_URL", "http://127.0.0.1:9/generate_204");
+    // Nor may the version gate's fetch or a link look up the placeholder site.
+    if (!qEnvironmentVariableIsSet("NORVANE_SITE_URL"))
+        qputenv("NORVANE_SITE_URL", "http://127.0.0.1:9");
     // A first-run install that nobody pointed at a loopback server of its own meets a closed port.
     if (!qEnvironmentVariableIsSet("NORVANE_UV_INSTALLER_URL"))
         qputenv("NORVANE_UV_INSTALLER_URL", "http://127.0.0.1:9/uv/install.sh");

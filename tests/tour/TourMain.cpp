@@ -8,22 +8,28 @@
 #include "core/AppState.h"
 #include "core/NorvaneApp.h"
 #include "platform/Locations.h"
+#include "platform/Platform.h"
 #include "screens/BootstrapScreen.h"
 #include "screens/CapturePickerScreen.h"
 #include "screens/DiagnosticsScreen.h"
 #include "screens/SettingsScreen.h"
 #include "services/ConnectivityDiagnostics.h"
 #include "services/FileLogger.h"
+#include "services/UpdateLogger.h"
+#include "services/VersionCheck.h"
 #include "subprocess/PythonProcess.h"
 #include "support/AppStateTestAccess.h"
 #include "support/BootstrapTestAccess.h"
 #include "support/NetworkFakes.h"
+#include "support/TestPaths.h"
+#include "support/UpdateStandIns.h"
 #include "views/BootstrapView.h"
 #include "views/CapturePickerWindow.h"
 #include "views/DiagnosticsView.h"
 #include "views/MainWindow.h"
 #include "views/SettingsView.h"
 #include "views/Theme.h"
+#include "views/UpdateRequiredView.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -160,7 +166,20 @@ int main(int argc, char* argv[]) {
             qFatal("could not generate the six-hour capture");
     }
 
-    NorvaneApp norvane(FileLogger::shared());
+    // The version gate reads rules of the tour's own and fetches nothing; the tour raises the minimum
+    // on the way, as the site would. The updater is a stand-in that finds version 2.1 when told.
+    QTemporaryDir gateDir;
+    const QString running = Platform::appVersion();
+    VersionCheck gate(
+        running, FileLogger::shared(),
+        {gateDir.path() + u"/version_check.json"_s, gateDir.path() + u"/no-bundled-rules.json"_s, QString()});
+    UpdateLogger updateListener(FileLogger::shared());
+    StandInUpdater updater;
+    const UpdateItem newerVersion{u"2.1"_s, u"210"_s};
+    NorvaneApp norvane(FileLogger::shared(),
+                       {[&gate]() -> VersionCheck& { return gate; },
+                        [&updateListener]() -> UpdateLogger& { return updateListener; }});
+    norvane.setUpdater(&updater);
     norvane.writeLaunchLines();
     AppState& state = norvane.appState();
 
@@ -475,6 +494,37 @@ int main(int argc, char* argv[]) {
              clickButton(bootstrapView()->detailsButton());
          }},
         {u"bootstrap-copied"_s, [&] { clickButton(bootstrapView()->copyButton()); }},
+        // The update notices: a newer version waits, then the site raises its minimum above this build.
+        {u"setup-update-ready"_s,
+         [&] {
+             state.newCapture();
+             updateListener.didFindValidUpdate(&updater, newerVersion);
+         }},
+        {u"results-update-ready"_s, [&] { state.loadCapture(goodCsv); }},
+        {u"update-required"_s,
+         [&] {
+             state.newCapture();
+             writeFileAt(gate.cachePath(),
+                         R"({"minimum":"99.0","message":"This version can no longer upload captures to )"
+                         R"(the team's storage. Please update to keep measuring."})");
+             gate.loadCacheAndEvaluate(running);
+         }},
+        {u"setup-update-important-restart"_s,
+         [&] { clickButton(qobject_cast<UpdateRequiredView*>(window.updateGate())->continueButton()); }},
+        {u"setup-update-important-download"_s,
+         [&] { updateListener.didNotFindUpdate(&updater, u"no newer version"_s); }},
+        {u"results-update-important-download-uploading"_s,
+         [&] {
+             state.loadCapture(goodCsv);
+             TourSteps::playUpload(state, {R"({"event":"upload_start","total":1})"}, std::nullopt);
+         }},
+        {u"results-update-important-download"_s, [&] { TourSteps::playUpload(state, {}, 0); }},
+        {u"results-update-important-restart-uploading"_s,
+         [&] {
+             updateListener.didFindValidUpdate(&updater, newerVersion);
+             TourSteps::playUpload(state, {R"({"event":"upload_start","total":1})"}, std::nullopt);
+         }},
+        {u"results-update-important-restart"_s, [&] { TourSteps::playUpload(state, {}, 0); }},
     };
 
     QTextStream out(stdout);

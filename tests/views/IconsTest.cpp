@@ -24,6 +24,7 @@ const QStringList usedSymbols = {
     u"arrow.clockwise"_s,
     u"arrow.clockwise.icloud"_s,
     u"arrow.down.circle"_s,
+    u"arrow.triangle.2.circlepath"_s,
     u"bubble.left"_s,
     u"calendar"_s,
     u"chart.bar"_s,

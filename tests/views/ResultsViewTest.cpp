@@ -46,11 +46,9 @@ protected:
 
     void SetUp() override {
         state.setUploadsSuppressed(true);
-        qputenv("NORVANE_SITE_URL", "http://127.0.0.1:9");
     }
     void TearDown() override {
         view.reset();
-        qunsetenv("NORVANE_SITE_URL");
         Theme::apply(*qApp, Theme::Scheme::Light);
     }
 

@@ -57,6 +57,7 @@ const QHash<QString, QStringList>& themeNames() {
         {u"questionmark.circle"_s, {u"help-about"_s, u"dialog-question"_s}},
         {u"waveform.path.ecg"_s, {u"utilities-system-monitor"_s, u"network-transmit-receive"_s}},
         {u"arrow.2.circlepath"_s, {u"view-refresh"_s, u"system-reboot"_s}},
+        {u"arrow.triangle.2.circlepath"_s, {u"system-software-update"_s, u"view-refresh"_s}},
         {u"play.rectangle.fill"_s, {u"video-x-generic"_s, u"media-playback-start"_s}},
         {u"checkmark"_s, {u"object-select"_s, u"emblem-ok"_s}},
         {u"antenna.radiowaves.left.and.right"_s, {u"network-wireless"_s, u"network-transmit-receive"_s}},

@@ -10,10 +10,14 @@
 #include "RunningView.h"
 #include "SettingsView.h"
 #include "SetupView.h"
+#include "UpdateBannerView.h"
+#include "UpdateRequiredView.h"
 
 #include "core/NorvaneApp.h"
 #include "core/QuitAlert.h"
 #include "platform/Platform.h"
+#include "screens/CheckForUpdatesViewModel.h"
+#include "services/VersionCheck.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -22,6 +26,7 @@
 #include <QMessageBox>
 #include <QStackedWidget>
 #include <QUrl>
+#include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
 
@@ -37,6 +42,9 @@ MainWindow::MainWindow(NorvaneApp& app, QWidget* parent)
     m_screens->setAccessibleName(u"Norvane"_s);
     m_content->addWidget(m_screens);
     setCentralWidget(m_content);
+    m_checkForUpdates = new CheckForUpdatesViewModel(m_app.updater(), this);
+    connect(&m_app, &NorvaneApp::updaterChanged, this,
+            [this] { m_checkForUpdates->setUpdater(m_app.updater()); });
     buildMenus();
 
     AppState& state = m_app.appState();
@@ -45,10 +53,24 @@ MainWindow::MainWindow(NorvaneApp& app, QWidget* parent)
     connect(this, &MainWindow::captureHistoryRequested, this, &MainWindow::openCaptureHistory);
     connect(this, &MainWindow::settingsRequested, this, &MainWindow::openSettings);
     showScreen(state.screen());
+
+    const VersionCheck& gate = m_app.versionCheck();
+    connect(&m_app, &NorvaneApp::updateNoticeChanged, this, &MainWindow::refreshUpdateGate);
+    connect(&gate, &VersionCheck::messageChanged, this, &MainWindow::refreshUpdateGate);
+    connect(&gate, &VersionCheck::downloadUrlChanged, this, &MainWindow::refreshUpdateGate);
+    refreshUpdateGate();
 }
 
 void MainWindow::buildMenus() {
     QMenu* fileMenu = menuBar()->addMenu(u"&Norvane"_s);
+    QAction* checkForUpdates = fileMenu->addAction(CheckForUpdatesViewModel::title);
+    checkForUpdates->setMenuRole(QAction::ApplicationSpecificRole);
+    checkForUpdates->setEnabled(m_checkForUpdates->canCheckForUpdates());
+    connect(m_checkForUpdates, &CheckForUpdatesViewModel::canCheckForUpdatesChanged, checkForUpdates,
+            &QAction::setEnabled);
+    connect(checkForUpdates, &QAction::triggered, m_checkForUpdates,
+            &CheckForUpdatesViewModel::checkForUpdates);
+    fileMenu->addSeparator();
     QAction* settings = fileMenu->addAction(u"Settings..."_s);
     settings->setShortcut(QKeySequence::Preferences);
     settings->setMenuRole(QAction::PreferencesRole);
@@ -78,6 +100,9 @@ QWidget* MainWindow::makeScreen(AppState::Screen screen) {
     case AppState::Screen::setup: {
         auto* view = new SetupView(state);
         connect(view, &SetupView::historyRequested, this, &MainWindow::captureHistoryRequested);
+        QWidget* slot = view->updateBannerSlot();
+        slot->layout()->addWidget(new UpdateBannerView(UpdateBanner::Place::setup, m_app.versionCheck(),
+                                                       m_app.updateLogger(), state, slot));
         return view;
     }
     case AppState::Screen::running:
@@ -89,6 +114,9 @@ QWidget* MainWindow::makeScreen(AppState::Screen screen) {
     case AppState::Screen::results: {
         auto* view = new ResultsView(state);
         connect(view, &ResultsView::historyRequested, this, &MainWindow::captureHistoryRequested);
+        QVBoxLayout* slot = view->bannerSlot();
+        slot->addWidget(new UpdateBannerView(UpdateBanner::Place::results, m_app.versionCheck(),
+                                             m_app.updateLogger(), state, slot->parentWidget()));
         return view;
     }
     case AppState::Screen::diagnostics:
@@ -126,6 +154,24 @@ void MainWindow::removeUpdateGate() {
     m_updateGate->deleteLater();
     m_updateGate = nullptr;
     m_content->setCurrentWidget(m_screens);
+}
+
+void MainWindow::refreshUpdateGate() {
+    if (!m_app.showsUpdateNotice()) {
+        removeUpdateGate();
+        return;
+    }
+    const VersionCheck& gate = m_app.versionCheck();
+    if (auto* notice = qobject_cast<UpdateRequiredView*>(m_updateGate.data())) {
+        notice->setMessage(gate.message());
+        notice->setDownloadUrl(gate.downloadUrl());
+        return;
+    }
+    // Quit goes the way of "Quit Norvane": a capture running behind the notice is asked about first,
+    // and the termination step ends every child either way.
+    showUpdateGate(new UpdateRequiredView(
+        gate.message(), gate.downloadUrl(), [this] { m_app.continuePastUpdateNotice(); },
+        [this] { m_app.requestQuit(); }));
 }
 
 bool MainWindow::isUpdateGateShown() const {

@@ -7,13 +7,14 @@
 #include <QPointer>
 
 class CapturePickerWindow;
+class CheckForUpdatesViewModel;
 class NorvaneApp;
 class SettingsView;
 class QMessageBox;
 class QStackedWidget;
 
-// The one main window. It shows exactly one screen at a time, the one AppState names, and carries the
-// program's menus and the quit confirmation.
+// The one main window. It shows exactly one screen at a time, the one AppState names, unless the update
+// notice takes its place, and carries the program's menus and the quit confirmation.
 class MainWindow : public QMainWindow {
     Q_OBJECT
 public:
@@ -38,6 +39,7 @@ public:
     void showUpdateGate(QWidget* notice);
     void removeUpdateGate();
     bool isUpdateGateShown() const;
+    QWidget* updateGate() const { return m_updateGate; }
 
 signals:
     // "Test History" on the setup screen, "History" on the results screen or the menu: a new window
@@ -54,6 +56,9 @@ private:
     void showScreen(AppState::Screen screen);
     QWidget* makeScreen(AppState::Screen screen);
     void updateQuitAlert();
+    // The content rule: the update notice while the build is below the minimum and the user hasn't
+    // gone on past it, otherwise the screen.
+    void refreshUpdateGate();
 
     NorvaneApp& m_app;
     QStackedWidget* m_content = nullptr; // the screens, or the update gate over them
@@ -62,4 +67,5 @@ private:
     QHash<AppState::Screen, QWidget*> m_pages;
     QPointer<QMessageBox> m_quitAlert;
     QPointer<SettingsView> m_settings;
+    CheckForUpdatesViewModel* m_checkForUpdates = nullptr; // what "Check for Updates…" follows and calls
 };

@@ -172,6 +172,14 @@ QColor legibleMark(const QColor& colour, const QColor& background) {
     return legible(colour, background, Contrast::markMinimum);
 }
 
+QColor orange(const QPalette& palette) {
+    return isDark(palette) ? QColor(0xff, 0x9f, 0x0a) : QColor(0xe0, 0x6c, 0x00);
+}
+
+QColor bannerOrange() {
+    return QColor(0xa3, 0x42, 0x00);
+}
+
 QColor controlEdge(const QPalette& palette) {
     const QColor window = palette.color(QPalette::Window);
     return legibleMark(palette.color(QPalette::PlaceholderText), window);

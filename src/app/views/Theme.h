@@ -30,6 +30,11 @@ QColor seenOver(const QColor& colour, const QColor& background);
 // Text needs more contrast than a mark such as an icon, a ring or a control's edge.
 QColor legibleText(const QColor& colour, const QColor& background);
 QColor legibleMark(const QColor& colour, const QColor& background);
+// The orange of warnings, in the shade that reads on the scheme's window.
+QColor orange(const QPalette& palette);
+// The orange that banners are filled with in either scheme: deep enough that white text on it reads,
+// even a caption at 0.8 opacity.
+QColor bannerOrange();
 // The edge of a check box or a text field: the secondary text colour, at least as far from the window
 // as a mark must be, so that the control shows where it is in either scheme.
 QColor controlEdge(const QPalette& palette);
