@@ -1,6 +1,7 @@
 #include "core/AppState.h"
 #include "core/NorvaneApp.h"
 #include "platform/CrashHandler.h"
+#include "services/AppcastUpdater.h"
 #include "services/CrashReportUploader.h"
 #include "services/FileLogger.h"
 #include "services/UpdateLogger.h"
@@ -8,6 +9,7 @@
 #include "views/Theme.h"
 
 #include <QApplication>
+#include <QDesktopServices>
 #include <QMetaEnum>
 
 int main(int argc, char* argv[]) {
@@ -20,6 +22,12 @@ int main(int argc, char* argv[]) {
     Theme::follow(app);
 
     NorvaneApp norvane(FileLogger::shared());
+    // The updater looks for a newer release once at launch; its answers reach the banners through the
+    // shared update listener, and "Check for Updates…" sends the user to the download page.
+    AppcastUpdater updater(UpdateLogger::shared());
+    updater.setUrlOpener([](const QUrl& url) { QDesktopServices::openUrl(url); });
+    norvane.setUpdater(&updater);
+    updater.start();
     norvane.writeLaunchLines();
     AppState& state = norvane.appState();
     // A crash report names the screen the program was on; moc's names live as long as the program.
