@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSaveFile>
 
 #include <cmath>
 
@@ -75,10 +76,10 @@ bool StatsCache::save(const QString& folder, const Entries& entries, QString* er
         }
         object.insert(it.key(), entry);
     }
-    QFile file(path(folder));
+    // Written beside and renamed into place: a crash or a full disk mid-write leaves the old cache whole.
+    QSaveFile file(path(folder));
     const QByteArray json = QJsonDocument(object).toJson(QJsonDocument::Compact);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(json) != json.size() ||
-        !file.flush()) {
+    if (!file.open(QIODevice::WriteOnly) || file.write(json) != json.size() || !file.commit()) {
         if (error)
             *error = file.errorString();
         return false;
