@@ -61,6 +61,9 @@ void NorvaneApp::writeLaunchLines() {
     const QStringList lines = launchLines();
     for (const QString& line : lines)
         m_log.info(tag, line);
+    const QStringList ignored = Platform::ignoredAddressOverrides();
+    for (const QString& variable : ignored)
+        m_log.warn(tag, u"ignored %1: not a plain http or https address"_s.arg(variable));
 }
 
 void NorvaneApp::continuePastUpdateNotice() {

@@ -3,7 +3,9 @@
 #include "BuildInfo.h"
 
 #include <QOperatingSystemVersion>
+#include <QRegularExpression>
 #include <QSysInfo>
+#include <QUrl>
 
 using namespace Qt::StringLiterals;
 
@@ -11,6 +13,15 @@ namespace {
 QString orDev(const char* value) {
     const QString text = QString::fromUtf8(value).trimmed();
     return text.isEmpty() ? u"dev"_s : text;
+}
+
+constexpr const char* siteOverride = "NORVANE_SITE_URL";
+constexpr const char* installerOverride = "NORVANE_UV_INSTALLER_URL";
+
+// The variable's value when it is a plain web address; empty when unset or not one.
+QString usableOverride(const char* variable) {
+    const QString value = qEnvironmentVariable(variable);
+    return Platform::isPlainWebAddress(value) ? value : QString();
 }
 } // namespace
 
@@ -51,8 +62,17 @@ QString clientId() {
     return name() + u'/' + appVersion();
 }
 
+bool isPlainWebAddress(const QString& text) {
+    // No query, blanks or shell characters: the installer's address goes into a shell command line.
+    static const QRegularExpression plain(u"^https?://[A-Za-z0-9._~:/%@+,=-]+$"_s);
+    if (!plain.match(text).hasMatch())
+        return false;
+    const QUrl url(text, QUrl::StrictMode);
+    return url.isValid() && !url.host().isEmpty();
+}
+
 QString siteUrl() {
-    QString url = qEnvironmentVariable("NORVANE_SITE_URL");
+    QString url = usableOverride(siteOverride);
     if (url.isEmpty())
         url = QString::fromUtf8(BuildInfo::siteUrl);
     while (url.endsWith(u'/'))
@@ -61,8 +81,17 @@ QString siteUrl() {
 }
 
 QString uvInstallerUrl() {
-    const QString url = qEnvironmentVariable("NORVANE_UV_INSTALLER_URL");
+    const QString url = usableOverride(installerOverride);
     return url.isEmpty() ? QString::fromUtf8(BuildInfo::uvInstallerUrl) : url;
+}
+
+QStringList ignoredAddressOverrides() {
+    QStringList ignored;
+    for (const char* variable : {siteOverride, installerOverride}) {
+        if (!qEnvironmentVariableIsEmpty(variable) && usableOverride(variable).isEmpty())
+            ignored.append(QString::fromLatin1(variable));
+    }
+    return ignored;
 }
 
 } // namespace Platform

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 // Facts about this build and this machine that go into the log, the tool's command line and reports.
 namespace Platform {
@@ -22,5 +23,10 @@ QString siteUrl();
 // The uv installer script that a first launch pipes into sh; NORVANE_UV_INSTALLER_URL overrides the
 // build setting, so that tests and the demo serve a script of their own on loopback.
 QString uvInstallerUrl();
+// An http or https address with a host and nothing that a shell would read as more than a word. Only
+// such an address may override a built-in one: an environment variable must never become a command.
+bool isPlainWebAddress(const QString& text);
+// The address overrides that are set but ignored for not being plain web addresses, by variable name.
+QStringList ignoredAddressOverrides();
 
 } // namespace Platform

@@ -112,6 +112,18 @@ TEST_F(NorvaneAppTest, LaunchLinesNameVersionLogAndCaptureFolder) {
                               u"/.local/share/Norvane/captures"_s));
 }
 
+TEST_F(NorvaneAppTest, AnInstallerOverrideThatIsNoPlainAddressIsIgnoredWithOneWarning) {
+    ScopedEnv env;
+    env.set("NORVANE_UV_INSTALLER_URL", "http://127.0.0.1:9/install.sh; rm -rf ~");
+    NorvaneApp app(log);
+    app.writeLaunchLines();
+    const QString text = logText();
+    EXPECT_EQ(
+        text.count(u"WARN  [App] ignored NORVANE_UV_INSTALLER_URL: not a plain http or https address"_s), 1)
+        << qPrintable(text);
+    EXPECT_FALSE(text.contains(u"NORVANE_SITE_URL"_s));
+}
+
 TEST_F(NorvaneAppTest, QuitOnResultsWithNothingInProgressEndsAtOnce) {
     NorvaneApp app(log);
     AppStateTestAccess::setScreen(app.appState(), Screen::results);

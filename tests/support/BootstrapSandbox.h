@@ -6,6 +6,7 @@
 #include "subprocess/Bootstrap.h"
 #include "subprocess/ProcessTestSupport.h"
 #include "support/AppStateTestAccess.h"
+#include "support/NetworkFakes.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
@@ -41,14 +42,13 @@ protected:
         ASSERT_TRUE(finished.wait(60'000)) << "the run ends";
     }
 
-    // Makes the uv installer a script that curl reads from disk.
+    // Makes the uv installer a script that curl fetches from a loopback server of this test.
     void serveInstallerScript(const QByteArray& script) {
-        QFile file(logDir.path() + QStringLiteral("/install.sh"));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(script);
-        file.close();
-        env.set("NORVANE_UV_INSTALLER_URL", (QStringLiteral("file://") + file.fileName()).toUtf8());
+        installerServer.answerPage(script);
+        env.set("NORVANE_UV_INSTALLER_URL", installerServer.url(QStringLiteral("/install.sh")).toEncoded());
     }
+
+    LoopbackHttpServer installerServer;
 
     // Takes uv away, and makes the installer a script that says it is done and installs nothing.
     void installerThatInstallsNothing() {
