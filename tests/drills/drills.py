@@ -17,6 +17,7 @@ import stat
 import subprocess
 import sys
 import time
+from functools import partial
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -88,7 +89,6 @@ class Sandbox:
         shutil.rmtree(self.home, ignore_errors=True)
         subprocess.run(["bash", str(ROOT / "scripts/make-sandbox.sh"), str(self.home)], check=True)
         (self.home / ".runtime").mkdir(mode=0o700)
-        self.extra = {}
         self.paths = {}
         out = self.cli(["paths"], timeout=20).stdout
         for line in out.splitlines():
@@ -106,7 +106,6 @@ class Sandbox:
         env.update(HOME=str(self.home), XDG_RUNTIME_DIR=str(self.home / ".runtime"), QT_QPA_PLATFORM="offscreen",
                    NORVANE_SITE_URL=CLOSED, NORVANE_PORTAL_PROBE_URL=CLOSED + "/generate_204",
                    NORVANE_UV_INSTALLER_URL=CLOSED + "/uv/install.sh")
-        env.update(self.extra)
         env.update({k: str(v) for k, v in extra.items()})
         return env
 
@@ -154,6 +153,9 @@ class Sandbox:
         return [json.loads(line)["pid"] for line in journal.read_text().splitlines()
                 if line and json.loads(line).get("kind") == kind]
 
+    def capture_csvs(self):
+        return sorted(p for p in self.captures.glob("wifi_capture_*.csv") if "throughput_raw" not in p.name)
+
     def crash_reports(self):
         return sorted(p.name for p in self.reports.rglob("*")) if self.reports.exists() else []
 
@@ -175,7 +177,7 @@ class Sandbox:
 def listed(entries, name):
     """The library's entry for this CSV file name, or None."""
     for entry in entries or []:
-        if isinstance(entry, dict) and any(isinstance(v, str) and v.endswith(name) for v in entry.values()):
+        if isinstance(entry, dict) and str(entry.get("csv_path", "")).endswith("/" + name):
             return entry
     return None
 
@@ -185,35 +187,36 @@ def csv_state(path):
     data = path.read_bytes()
     lines = data.split(b"\n")
     last_whole = data.endswith(b"\n")
-    if last_whole:
-        lines.pop()
-    else:
-        lines.pop()  # the loader drops a torn last line
+    lines.pop()  # the empty piece after the last line break, or a torn last line, which the loader drops
     header = lines[0].decode() if lines else ""
     return header == CSV_HEADER, len(lines) - 1, last_whole
+
+
+def kill_and_watch(proc, child, check):
+    """SIGKILLs the program and reports whether its child is gone within 2 s; a child left behind is
+    ended here, so that a failed drill leaves nothing running."""
+    proc.send_signal(signal.SIGKILL)
+    finish(proc, 5)
+    killed = time.monotonic()
+    gone = wait_until(lambda: not alive(child), 2.0, step=0.01)
+    report(gone, check, f"pid {child} {'gone' if gone else 'still running'} after {time.monotonic() - killed:.2f} s")
+    if not gone:
+        os.kill(child, signal.SIGKILL)
 
 
 def drill_kill_capture(sandbox):
     name = "1 SIGKILL during a capture"
     started = time.monotonic()
     proc = sandbox.start("norvane-cli", ["capture", "--no-upload"], NORVANE_SIM_SPEED=20)
-    csvs = lambda: sorted(p for p in sandbox.captures.glob("wifi_capture_*.csv") if "throughput_raw" not in p.name)
-    grown = wait_until(lambda: csvs() and csvs()[-1].stat().st_size > 4000, 30)
+    grown = wait_until(lambda: sandbox.capture_csvs() and sandbox.capture_csvs()[-1].stat().st_size > 4000, 30)
     tools = sandbox.tool_pids("capture")
     if not report(bool(grown and tools), name + ": capture running", f"tool pids {tools}"):
         proc.kill()
         finish(proc, 5)
         return
-    tool = tools[-1]
-    proc.send_signal(signal.SIGKILL)
-    finish(proc, 5)
-    killed = time.monotonic()
-    gone = wait_until(lambda: not alive(tool), 2.0, step=0.01)
-    report(gone, name + ": tool ended with the program", f"pid {tool} gone after {time.monotonic() - killed:.2f} s")
-    if not gone:
-        os.kill(tool, signal.SIGKILL)
+    kill_and_watch(proc, tools[-1], name + ": tool ended with the program")
 
-    csv = csvs()[-1]
+    csv = sandbox.capture_csvs()[-1]
     header, rows, last_whole = csv_state(csv)
     report(header and rows > 0, name + ": CSV intact",
            f"{csv.name}: header whole, {rows} rows, last line {'whole' if last_whole else 'torn (dropped)'}")
@@ -235,16 +238,8 @@ def drill_kill_upload(sandbox):
         proc.kill()
         finish(proc, 5)
         return
-    child = uploads[-1]
     time.sleep(0.5)
-    proc.send_signal(signal.SIGKILL)
-    finish(proc, 5)
-    killed = time.monotonic()
-    gone = wait_until(lambda: not alive(child), 2.0, step=0.01)
-    report(gone, name + ": upload child ended with the program",
-           f"pid {child} gone after {time.monotonic() - killed:.2f} s")
-    if not gone:
-        os.kill(child, signal.SIGKILL)
+    kill_and_watch(proc, uploads[-1], name + ": upload child ended with the program")
     print(f"     drill 2 took {time.monotonic() - started:.1f} s", flush=True)
 
 
@@ -288,11 +283,12 @@ def drill_log_full(sandbox):
     started = time.monotonic()
     done = sandbox.cli(["capture", "--no-upload", "--duration", "5m"], timeout=90, NORVANE_SIM_SPEED=60)
     seconds = time.monotonic() - started
-    csvs = sorted(p for p in sandbox.captures.glob("wifi_capture_*.csv") if "throughput_raw" not in p.name)
+    csvs = sandbox.capture_csvs()
     ended = bool(csvs) and b"session_end" in csvs[-1].read_bytes()
     report(done.returncode == 0 and "Verdict:" in done.stdout and ended, name + ": capture ran to the end",
            f"exit {done.returncode} after {seconds:.1f} s, session_end row {'written' if ended else 'missing'}")
-    report(sandbox.log.is_symlink(), name + ": log path left alone", "still a link to /dev/full")
+    # A log rotated out of the way would have ended the fault before the capture did.
+    report(sandbox.log.is_symlink(), name + ": the fault held", "the log is still a link to /dev/full")
 
 
 # What each damaged file must lead to, by the program's rule for that file; each function reads the
@@ -340,20 +336,15 @@ DAMAGES = {
 }
 
 
-FILE_LABELS = ["settings", "captures.json", "stats cache", "uploaded_crashes.json", "version_check.json", "r2.json"]
-
-
-def program_files(sandbox):
-    """Each file of the program: (label, path, rule)."""
-    return [
-        ("settings", sandbox.settings, rule_settings),
-        ("captures.json", sandbox.captures / "captures.json",
-         lambda s, t, d: rule_library(s, t, d, figures=False)),
-        ("stats cache", sandbox.captures / ".stats_cache.json", lambda s, t, d: rule_library(s, t, d, figures=True)),
-        ("uploaded_crashes.json", sandbox.support / "uploaded_crashes.json", rule_tracking),
-        ("version_check.json", sandbox.support / "version_check.json", rule_version_cache),
-        ("r2.json", sandbox.tool_state / "r2.json", rule_r2),
-    ]
+# Each file of the program: its label, where it lies in a sandbox, and its rule.
+FILES = [
+    ("settings", lambda sandbox: sandbox.settings, rule_settings),
+    ("captures.json", lambda sandbox: sandbox.captures / "captures.json", partial(rule_library, figures=False)),
+    ("stats cache", lambda sandbox: sandbox.captures / ".stats_cache.json", partial(rule_library, figures=True)),
+    ("uploaded_crashes.json", lambda sandbox: sandbox.support / "uploaded_crashes.json", rule_tracking),
+    ("version_check.json", lambda sandbox: sandbox.support / "version_check.json", rule_version_cache),
+    ("r2.json", lambda sandbox: sandbox.tool_state / "r2.json", rule_r2),
+]
 
 
 def launch_and_end(sandbox, timeout=30):
@@ -411,16 +402,16 @@ def drill_damaged_files(base, build):
     sandbox = Sandbox(base, "files-whole", build)
     lay_out_program_files(sandbox)
     fine, detail, text, worst = launch_checked(sandbox)
-    held = [label for label, _, rule in program_files(sandbox) if rule(sandbox, text, "garbage")[0]
-            or rule(sandbox, text, "directory")[0]]
+    held = [label for label, _, rule in FILES
+            if rule(sandbox, text, "garbage")[0] or rule(sandbox, text, "directory")[0]]
     report(fine and not held, f"{name} none (control)",
            f"{detail}, {'no damaged-file rule holds' if not held else 'rules that hold anyway: ' + ', '.join(held)}")
 
-    for index, label in enumerate(FILE_LABELS):
+    for index, (label, where, rule) in enumerate(FILES):
         for damage, hurt in DAMAGES.items():
             sandbox = Sandbox(base, f"files-{index}-{damage}", build, drop_root=damage == "unreadable")
             lay_out_program_files(sandbox)
-            target, rule = next((path, rule) for lab, path, rule in program_files(sandbox) if lab == label)
+            target = where(sandbox)
             target.unlink()
             hurt(target)
             fine, detail, text, late = launch_checked(sandbox)
