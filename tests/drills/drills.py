@@ -243,7 +243,15 @@ def drill_kill_upload(sandbox):
     print(f"     drill 2 took {time.monotonic() - started:.1f} s", flush=True)
 
 
-def drill_flood(sandbox, lateness_bound_ms, rss_bound_mib):
+def bounded(ok, check, detail, sanitized):
+    """A speed or size bound: a sanitized debug build tells nothing about those, so there it is shown only."""
+    if sanitized:
+        print(f"SHOWN {check}: {detail} (a sanitized build, not held to the bound)", flush=True)
+    else:
+        report(ok, check, detail)
+
+
+def drill_flood(sandbox, lateness_bound_ms, rss_bound_mib, sanitized):
     name = "3 flood and a 10 MiB line"
     probe = sandbox.home / "lateness.json"
     started = time.monotonic()
@@ -258,11 +266,13 @@ def drill_flood(sandbox, lateness_bound_ms, rss_bound_mib):
         lateness = json.loads(probe.read_text())
     except (OSError, ValueError):
         lateness = None
-    report(lateness is not None and lateness["worst_lateness_ms"] < lateness_bound_ms,
-           name + ": event loop responsive",
-           f"worst lateness of a 50 ms timer {lateness and lateness['worst_lateness_ms']} ms over "
-           f"{lateness and lateness['ticks']} ticks (bound {lateness_bound_ms} ms)")
-    report(rss < rss_bound_mib, name + ": memory bounded", f"peak RSS {rss:.0f} MiB (bound {rss_bound_mib} MiB)")
+    report(lateness is not None, name + ": lateness measured", f"probe file {'written' if lateness else 'missing'}")
+    bounded(lateness is not None and lateness["worst_lateness_ms"] < lateness_bound_ms,
+            name + ": event loop responsive",
+            f"worst lateness of a 50 ms timer {lateness and lateness['worst_lateness_ms']} ms over "
+            f"{lateness and lateness['ticks']} ticks (bound {lateness_bound_ms} ms)", sanitized)
+    bounded(rss < rss_bound_mib, name + ": memory bounded", f"peak RSS {rss:.0f} MiB (bound {rss_bound_mib} MiB)",
+            sanitized)
 
     # For scale: the same program on a calm five-minute capture played in five seconds.
     calm = sandbox.start("norvane-cli", ["capture", "--no-upload", "--duration", "5m"], NORVANE_SIM_SPEED=60,
@@ -463,6 +473,8 @@ def main():
     parser.add_argument("--work", required=True, help="folder for the sandbox homes (emptied first)")
     parser.add_argument("--lateness-bound-ms", type=float, default=100.0)
     parser.add_argument("--rss-bound-mib", type=float, default=400.0)
+    parser.add_argument("--sanitized", action="store_true",
+                        help="the programs are a sanitized debug build: show the speed and size figures only")
     args = parser.parse_args()
     build = Path(args.build).resolve()
     base = Path(args.work).resolve()
@@ -476,7 +488,7 @@ def main():
     started = time.monotonic()
     drill_kill_capture(Sandbox(base, "kill-capture", build))
     drill_kill_upload(Sandbox(base, "kill-upload", build))
-    drill_flood(Sandbox(base, "flood", build), args.lateness_bound_ms, args.rss_bound_mib)
+    drill_flood(Sandbox(base, "flood", build), args.lateness_bound_ms, args.rss_bound_mib, args.sanitized)
     drill_log_full(Sandbox(base, "log-full", build))
     drill_damaged_files(base, build)
     drill_capture_folder(base, build)
