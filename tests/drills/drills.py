@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Fault drills on the built programs: each drill hurts norvane or norvane-cli the way a user's machine
 might (a kill, a flood, a full disk, damaged files, a capture folder that can't be written) and checks
-what the program does about it. One PASS or FAIL line per check; the exit status is 1 on any FAIL.
+what the program does about it. One PASS or FAIL line per check (SHOWN for a figure that a sanitized
+build isn't held to); the exit status is 1 on any FAIL.
 
 Everything runs in sandbox homes with the tool simulator as uv; every address the program may reach
 points at a closed loopback port, so nothing leaves the machine.
@@ -33,6 +34,7 @@ def unprivileged_uid():
         return pwd.getpwnam("nobody").pw_uid
     except KeyError:
         return 65534
+
 
 failures = []
 
