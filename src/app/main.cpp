@@ -1,3 +1,4 @@
+#include "LatenessProbe.h"
 #include "core/AppState.h"
 #include "core/NorvaneApp.h"
 #include "platform/CrashHandler.h"
@@ -20,6 +21,7 @@ int main(int argc, char* argv[]) {
     QApplication::setApplicationName(QStringLiteral("Norvane"));
     QApplication::setApplicationDisplayName(QStringLiteral("Norvane"));
     Theme::follow(app);
+    LatenessProbe latenessProbe;
 
     NorvaneApp norvane(FileLogger::shared());
     // The updater looks for a newer release once at launch; its answers reach the banners through the

@@ -42,6 +42,17 @@ class FloodTest(SandboxTest):
         self.assertEqual(json.loads(child.lines[-1])["event"], "complete")
         self.assertLess(len(child.lines), 50_000_000)
 
+    def test_flood_long_line_puts_one_valid_line_of_ten_mebibytes_halfway(self):
+        done = self.box.run(self.box.capture_args(), NORVANE_SIM_SCENARIO="flood-long-line",
+                            NORVANE_SIM_FLOOD_COUNT=1000)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        lines = done.stdout.splitlines()
+        self.assertEqual(len(lines), 1003)
+        long_at = [i for i, line in enumerate(lines) if len(line) >= 10 << 20]
+        self.assertEqual(long_at, [501])
+        self.assertTrue(decodes(lines[501]))
+        self.assertEqual(json.loads(lines[-1])["event"], "complete")
+
 
 class GarbageTest(SandboxTest):
     def test_garbage_mixes_broken_lines_among_good_events(self):

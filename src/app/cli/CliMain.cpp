@@ -1,4 +1,5 @@
 #include "CliVerb.h"
+#include "LatenessProbe.h"
 
 #include "platform/CrashHandler.h"
 #include "platform/Platform.h"
@@ -35,6 +36,7 @@ int main(int argc, char* argv[]) {
     QCoreApplication::setOrganizationName(u"Norvane"_s);
     QCoreApplication::setApplicationName(u"Norvane"_s);
     QCoreApplication::setApplicationVersion(Platform::appVersion());
+    LatenessProbe latenessProbe;
 
     QTextStream out(stdout);
     QTextStream err(stderr);

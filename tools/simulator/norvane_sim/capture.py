@@ -953,15 +953,17 @@ class CaptureRun:
             yield 0.7
 
     def long_line_task(self):
-        size = 1 << 20
+        self.out.raw(self.long_status_line(1 << 20))
+        return
+        yield
+
+    def long_status_line(self, size):
+        """A valid status event padded to at least size bytes, its line break included."""
         head = EventWriter.encode("status", {"elapsed_sec": round(self.t - self.start_t, 1),
                                              "debug_blob": ""})
         pad = size - len(head) + 1
-        line = EventWriter.encode("status", {"elapsed_sec": round(self.t - self.start_t, 1),
+        return EventWriter.encode("status", {"elapsed_sec": round(self.t - self.start_t, 1),
                                              "debug_blob": "x" * max(0, pad)})
-        self.out.raw(line)
-        return
-        yield
 
 
 def _iso_now():
@@ -969,7 +971,8 @@ def _iso_now():
 
 
 class FloodRun(CaptureRun):
-    """info, a flood of events written in blocks of varying size, then complete."""
+    """info, a flood of events written in blocks of varying size, then complete; with long_line, one
+    valid 10 MiB status line halfway through."""
 
     def _run(self):
         count = 100_000
@@ -1001,6 +1004,8 @@ class FloodRun(CaptureRun):
                 self.row(ptype, target=target, value=rtt, seq=self.csv.next_seq())
             block.append(data)
             sent += 1
+            if self.sc.long_line and sent == count // 2:
+                block.append(self.long_status_line(10 << 20))
             if len(block) >= block_size:
                 self.out.raw(b"".join(block))
                 self.out.count += len(block)

@@ -140,6 +140,8 @@ CAPTURE_SCENARIOS = [
              "cached (exit 2); without the pin, a good run", kind="browser-missing"),
     Scenario("flood", "100,000 events as fast as possible (NORVANE_SIM_FLOOD_COUNT), then complete",
              kind="flood"),
+    Scenario("flood-long-line", "the flood with one valid 10 MiB status line halfway through",
+             kind="flood", long_line=True),
     Scenario("garbage", "a good run salted with broken JSON, non-UTF-8 bytes, empty and CR LF lines, "
              "lines split across writes and unknown events", garbage=True),
     Scenario("long-line", "a good run with one valid 1 MiB status line 3 s in", long_line=True),
