@@ -14,7 +14,6 @@
 #include <QJsonObject>
 #include <QLocale>
 #include <QRegularExpression>
-#include <QSaveFile>
 #include <QSet>
 #include <QtConcurrentMap>
 
@@ -92,11 +91,9 @@ void removeFromCapturesJson(const QString& folder, const QString& fileName) {
             kept.append(element);
     }
     const QByteArray json = QJsonDocument(kept).toJson(QJsonDocument::Indented);
-    // Written beside and renamed into place: a crash or a full disk mid-write leaves the old list whole.
-    QSaveFile replacement(file.fileName());
-    if (!replacement.open(QIODevice::WriteOnly) || replacement.write(json) != json.size() ||
-        !replacement.commit())
-        warnCapture(u"captures.json write failed after delete: "_s + replacement.errorString());
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(json) != json.size() ||
+        !file.flush())
+        warnCapture(u"captures.json write failed after delete: "_s + file.errorString());
 }
 
 } // namespace

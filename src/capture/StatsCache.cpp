@@ -5,7 +5,6 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 
 #include <cmath>
 
@@ -76,10 +75,10 @@ bool StatsCache::save(const QString& folder, const Entries& entries, QString* er
         }
         object.insert(it.key(), entry);
     }
-    // Written beside and renamed into place: a crash or a full disk mid-write leaves the old cache whole.
-    QSaveFile file(path(folder));
+    QFile file(path(folder));
     const QByteArray json = QJsonDocument(object).toJson(QJsonDocument::Compact);
-    if (!file.open(QIODevice::WriteOnly) || file.write(json) != json.size() || !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(json) != json.size() ||
+        !file.flush()) {
         if (error)
             *error = file.errorString();
         return false;
