@@ -23,13 +23,21 @@ FuzzFailureHandler failureHandler = abortOnFailure;
 
 const std::vector<FuzzTarget>& fuzzTargets() {
     static const std::vector<FuzzTarget> targets{
-        {"json_event", fuzzJsonEvent, 4096},       {"stdin_command", fuzzStdinCommand, 1024},
-        {"line_buffer", fuzzLineBuffer, 8192},     {"csv_loader", fuzzCsvLoader, 16384},
-        {"hop_details", fuzzHopDetails, 2048},     {"gateway", fuzzGateway, 4096},
-        {"linux_gateway", fuzzLinuxGateway, 4096}, {"captures_json", fuzzCapturesJson, 8192},
-        {"stats_cache", fuzzStatsCache, 8192},     {"version_json", fuzzVersionJson, 4096},
-        {"appcast", fuzzAppcast, 16384},           {"compare_versions", fuzzCompareVersions, 256},
-        {"crash_report", fuzzCrashReport, 8192},   {"upload_events", fuzzUploadEvents, 8192},
+        {"json_event", fuzzJsonEvent, 4096, "events"},
+        {"stdin_command", fuzzStdinCommand, 1024, nullptr},
+        {"line_buffer", fuzzLineBuffer, 8192, "events"},
+        {"csv_line_reader", fuzzCsvLineReader, 8192, "csv"},
+        {"csv_loader", fuzzCsvLoader, 16384, "csv"},
+        {"hop_details", fuzzHopDetails, 2048, "csv"},
+        {"gateway", fuzzGateway, 4096, nullptr},
+        {"linux_gateway", fuzzLinuxGateway, 4096, nullptr},
+        {"captures_json", fuzzCapturesJson, 8192, "files"},
+        {"stats_cache", fuzzStatsCache, 8192, "files"},
+        {"version_json", fuzzVersionJson, 4096, "versions"},
+        {"appcast", fuzzAppcast, 16384, "appcast"},
+        {"compare_versions", fuzzCompareVersions, 256, "versions"},
+        {"crash_report", fuzzCrashReport, 8192, "files"},
+        {"upload_events", fuzzUploadEvents, 8192, "events"},
     };
     return targets;
 }

@@ -15,7 +15,8 @@ using FuzzEntry = int (*)(const std::uint8_t* data, std::size_t size);
 struct FuzzTarget {
     const char* name; // the folder of its inputs under tests/data/fuzz/
     FuzzEntry entry;
-    int maxLen; // longest input the fuzzer tries
+    int maxLen;             // longest input the fuzzer tries
+    const char* dictionary; // tokens for the fuzzer, tests/fuzz/dictionaries/{dictionary}.dict; may be null
 };
 
 const std::vector<FuzzTarget>& fuzzTargets();
@@ -38,6 +39,7 @@ inline QByteArray fuzzBytes(const std::uint8_t* data, std::size_t size) {
 int fuzzJsonEvent(const std::uint8_t* data, std::size_t size);
 int fuzzStdinCommand(const std::uint8_t* data, std::size_t size);
 int fuzzLineBuffer(const std::uint8_t* data, std::size_t size);
+int fuzzCsvLineReader(const std::uint8_t* data, std::size_t size);
 int fuzzCsvLoader(const std::uint8_t* data, std::size_t size);
 int fuzzHopDetails(const std::uint8_t* data, std::size_t size);
 int fuzzGateway(const std::uint8_t* data, std::size_t size);

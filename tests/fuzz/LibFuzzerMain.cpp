@@ -8,7 +8,7 @@
 #include <cstring>
 
 // The libFuzzer side: NORVANE_FUZZ_TARGET names the entry to run; NORVANE_FUZZ_LIST=1 prints every
-// target with its longest input and exits.
+// target with its longest input and its dictionary ("-" for none) and exits.
 
 namespace {
 
@@ -19,7 +19,8 @@ FuzzEntry chosenEntry = nullptr;
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
     if (qEnvironmentVariableIntValue("NORVANE_FUZZ_LIST") == 1) {
         for (const FuzzTarget& target : fuzzTargets())
-            std::printf("%s %d\n", target.name, target.maxLen);
+            std::printf("%s %d %s\n", target.name, target.maxLen,
+                        target.dictionary ? target.dictionary : "-");
         std::exit(0);
     }
     const QByteArray wanted = qgetenv("NORVANE_FUZZ_TARGET");

@@ -19,12 +19,14 @@ export QT_QPA_PLATFORM=offscreen
 total=0
 crashed=()
 printf '%-18s %8s %14s %10s  %s\n' target seconds executions exec/s result
-while read -r name maxlen; do
+while read -r name maxlen dictionary; do
     work=$build/fuzz/$name
     mkdir -p "$work/corpus" "$work/crashes"
     log=$work/fuzz.log
+    options=()
+    [ "$dictionary" != - ] && options+=(-dict="$root/tests/fuzz/dictionaries/$dictionary.dict")
     # The first folder takes the inputs found; the seeds are only read.
-    NORVANE_FUZZ_TARGET=$name "$fuzzer" -max_total_time="$seconds" -max_len="$maxlen" -rss_limit_mb=2048 \
+    NORVANE_FUZZ_TARGET=$name "$fuzzer" "${options[@]}" -max_total_time="$seconds" -max_len="$maxlen" -rss_limit_mb=2048 \
         -timeout=10 -print_final_stats=1 -artifact_prefix="$work/crashes/" \
         "$work/corpus" "$root/tests/data/fuzz/$name" >"$log" 2>&1
     status=$?
