@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 // The libFuzzer side: NORVANE_FUZZ_TARGET names the entry to run; NORVANE_FUZZ_LIST=1 prints every
 // target with its longest input and its dictionary ("-" for none) and exits.
