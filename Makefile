@@ -1,9 +1,11 @@
 # Two commands set everything up on a fresh Debian 12 machine: `make demo` and `make test`.
 BUILD := build
 ASAN_BUILD := build-asan
+FUZZ_BUILD := build-fuzz
+FUZZ_SECONDS ?= 120
 CMAKE_FLAGS ?=
 
-.PHONY: all deps build test demo tour bench asan format clean
+.PHONY: all deps build test demo tour bench asan fuzz format clean
 
 all: build
 
@@ -40,8 +42,16 @@ asan: deps
 	cmake --build $(ASAN_BUILD)
 	ctest --preset asan -j2
 
+# Every parser under libFuzzer with AddressSanitizer and UndefinedBehaviorSanitizer (clang 14), each for
+# FUZZ_SECONDS seconds. Crashes land in $(FUZZ_BUILD)/fuzz/{target}/crashes/.
+fuzz:
+	@bash scripts/install-deps.sh fuzz
+	cmake --preset fuzz
+	cmake --build $(FUZZ_BUILD) --target norvane-fuzz
+	@bash tests/fuzz/run.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
+
 format:
 	git ls-files '*.cpp' '*.h' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

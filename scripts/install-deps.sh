@@ -14,6 +14,7 @@ packages=(
 case "${1:-}" in
     demo) packages+=(xvfb xauth) ;;
     bench) packages+=(valgrind) ;;
+    fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
 esac
 
 missing=()

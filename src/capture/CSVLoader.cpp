@@ -431,8 +431,8 @@ std::optional<CSVLoader::LoadedCapture> CSVLoader::load(const QString& csvPath) 
             // A copy of a UTC date set in place costs half as many calls into Qt as a new date moved in.
             static const QDateTime utcEpoch = QDateTime::fromMSecsSinceEpoch(0, Qt::UTC);
             LatencyPoint& point = capture.latencyPoints.emplaceBack(
-                utcEpoch, parseDecimal(head[valueColumn]), head[lostColumn] == "1", *kind.probeType,
-                targets.intern(head[targetColumn], kind.probeIndex));
+                LatencyPoint{utcEpoch, parseDecimal(head[valueColumn]), head[lostColumn] == "1",
+                             *kind.probeType, targets.intern(head[targetColumn], kind.probeIndex)});
             point.date.setMSecsSinceEpoch(*msecs);
             return;
         }

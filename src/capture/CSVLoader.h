@@ -51,6 +51,6 @@ public:
     // Never fails; on any failure all five figures are absent.
     static QuickStats quickStats(const QString& csvPath);
 
-private:
+    // The hops of a traceroute row's details column, "h1=192.168.1.1(1.2ms) h2=…".
     static QList<HopDetail> parseHopDetails(const QString& details);
 };

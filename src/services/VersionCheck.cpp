@@ -21,20 +21,6 @@ namespace {
 
 const QString defaultMessage = u"A newer version is required. Please update."_s;
 
-// The top-level object of a rules file, when it is one and carries "minimum" as text.
-std::optional<QJsonObject> rulesObject(const QByteArray& bytes, bool needsLatest) {
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject())
-        return std::nullopt;
-    const QJsonObject rules = document.object();
-    if (!rules.value(u"minimum"_s).isString())
-        return std::nullopt;
-    if (needsLatest && !rules.value(u"latest"_s).isString())
-        return std::nullopt;
-    return rules;
-}
-
 QList<qlonglong> numericPieces(const QString& version) {
     QList<qlonglong> numbers;
     for (const QString& piece : version.split(u'.', Qt::SkipEmptyParts)) {
@@ -99,6 +85,19 @@ bool VersionCheck::compareVersions(const QString& a, const QString& b) {
     return false;
 }
 
+std::optional<QJsonObject> VersionCheck::parseRules(const QByteArray& bytes, bool needsLatest) {
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        return std::nullopt;
+    const QJsonObject rules = document.object();
+    if (!rules.value(u"minimum"_s).isString())
+        return std::nullopt;
+    if (needsLatest && !rules.value(u"latest"_s).isString())
+        return std::nullopt;
+    return rules;
+}
+
 void VersionCheck::loadCacheAndEvaluate(const QString& running) {
     QByteArray bytes;
     QFile cache(m_sources.cachePath);
@@ -114,7 +113,7 @@ void VersionCheck::loadCacheAndEvaluate(const QString& running) {
         m_log.info(tag, u"version check: no cache, using bundled fallback"_s);
     }
 
-    const std::optional<QJsonObject> rules = rulesObject(bytes, false);
+    const std::optional<QJsonObject> rules = parseRules(bytes, false);
     if (!rules) {
         m_log.warn(tag, u"version check: data malformed, fail-open"_s);
         return;
@@ -152,7 +151,7 @@ void VersionCheck::startBackgroundFetch(const QString& running) {
 }
 
 void VersionCheck::finishFetch(const QString& running, const QByteArray& body) {
-    const std::optional<QJsonObject> rules = rulesObject(body, true);
+    const std::optional<QJsonObject> rules = parseRules(body, true);
     if (!rules) {
         m_log.warn(tag, u"version check fetch: invalid JSON structure"_s);
         return;

@@ -7,6 +7,8 @@
 #include <QObject>
 #include <QString>
 
+#include <optional>
+
 class QNetworkAccessManager;
 
 // The gate that keeps a build below the web site's published minimum from running unnoticed. It fails
@@ -49,6 +51,9 @@ public:
 
     // Whether version `a` is below version `b`, comparing the numeric pieces between dots.
     static bool compareVersions(const QString& a, const QString& b);
+    // The top-level object of a rules file, when it is one and carries "minimum" as text (and "latest"
+    // too when `needsLatest`, as a fetched file must).
+    static std::optional<QJsonObject> parseRules(const QByteArray& bytes, bool needsLatest);
 
     bool updateRequired() const { return m_updateRequired; }
     QString message() const { return m_message; }
