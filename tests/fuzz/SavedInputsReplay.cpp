@@ -6,6 +6,8 @@
 #include <QDirIterator>
 #include <QFile>
 
+#include <ostream>
+
 // Replays every saved input of every fuzz target through the target's own entry: the seeds, and under
 // regressions/ each input that once broke a parser.
 
@@ -18,6 +20,15 @@ void failCurrentInput(const char* what) {
 }
 
 class FuzzReplay : public ::testing::TestWithParam<FuzzTarget> {};
+
+} // namespace
+
+// The target's name, not its bytes, in the names and messages of the tests.
+void PrintTo(const FuzzTarget& target, std::ostream* out) {
+    *out << target.name;
+}
+
+namespace {
 
 TEST_P(FuzzReplay, EverySavedInputPassesItsChecks) {
     const FuzzTarget& target = GetParam();
