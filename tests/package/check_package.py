@@ -84,8 +84,9 @@ def build_package(build, work):
     done = subprocess.run(["cpack", "-G", "DEB", "--config", str(build / "CPackConfig.cmake"), "-B", str(work / "cpack")],
                           capture_output=True, text=True, timeout=300)
     debs = sorted((work / "cpack").glob("norvane_*.deb"))
-    if not report(done.returncode == 0 and len(debs) == 1, "cpack builds one norvane_*.deb",
-                  done.stderr.strip() or ", ".join(d.name for d in debs)):
+    built = done.returncode == 0 and len(debs) == 1
+    detail = ", ".join(d.name for d in debs) if built else (done.stdout + done.stderr).strip()[-2000:]
+    if not report(built, "cpack builds one norvane_*.deb", detail):
         return None
     return debs[0]
 
@@ -115,7 +116,7 @@ def make_home(work):
     return home
 
 
-def prepare(build, source, work):
+def prepare(build, work):
     deb = build_package(build, work)
     if deb is None:
         return False
@@ -137,7 +138,8 @@ def hide_trees(trees):
     """Covers each tree with an empty tmpfs, the deepest first so that one inside another is covered too."""
     for tree in sorted({Path(t).resolve() for t in trees}, key=lambda p: len(p.parts), reverse=True):
         subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1m", "none", str(tree)], check=True)
-    hidden = all(not any(Path(t).iterdir()) for t in trees)
+    # A tree inside another is gone altogether once the outer one is covered.
+    hidden = all(not Path(t).exists() or not any(Path(t).iterdir()) for t in trees)
     return report(hidden, "source and build trees hidden", " ".join(str(t) for t in trees))
 
 
@@ -205,14 +207,16 @@ def run_unpacked(work):
         except subprocess.TimeoutExpired:
             window.kill()
             status = window.wait()
-    report(status == 0, "norvane ends on SIGTERM", f"exit {status}")
+    reports = sorted(p.name for p in (home / ".local/state/Norvane/DiagnosticReports").glob("*.ips"))
+    report(status == -signal.SIGTERM and not reports, "norvane ends by SIGTERM without a crash report",
+           f"exit {status}" + (", reports " + ", ".join(reports) if reports else ""))
 
 
 def check_deb(build, source):
     work = scratch("package")
     keep = False
     try:
-        if not prepare(build, source, work):
+        if not prepare(build, work):
             keep = True
             return
         # A mount namespace of our own: the trees are hidden from the programs only, and only for this run.
