@@ -11,6 +11,7 @@ check_package.py deb --build BUILD_DIR --source SOURCE_DIR
 Each check prints a PASS or FAIL line; any FAIL exits 1. Nothing leaves the loopback interface.
 """
 import argparse
+import gzip
 import json
 import os
 import shutil
@@ -66,6 +67,10 @@ def check_installed(build):
         expected += [usr / f"share/icons/hicolor/{size}x{size}/apps/{APP_ID}.png" for size in ICON_SIZES]
         missing = [str(path.relative_to(root)) for path in expected if not path.is_file()]
         report(not missing, "installed files", "missing " + ", ".join(missing) if missing else f"{len(expected)} present")
+        man = usr / "share/man/man1/norvane-cli.1.gz"
+        page = gzip.decompress(man.read_bytes()).decode() if man.is_file() else ""
+        report(page.startswith(".TH NORVANE-CLI 1 ") and "\\fBanalyze\\fR" in page,
+               "the man page is norvane-cli's help", page.splitlines()[0] if page else "no page")
         desktop = usr / f"share/applications/{APP_ID}.desktop"
         done = run(["desktop-file-validate", str(desktop)])
         report(done.returncode == 0 and not done.stdout.strip(), "desktop-file-validate",
