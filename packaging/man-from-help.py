@@ -42,6 +42,8 @@ def parse(help_text):
         if heading:
             current = (heading.group(1), [])
             sections.append(current)
+        elif trailer:
+            trailer.append(line.strip())
         elif current is None:
             description.append(line.strip())
         elif re.match(r"  \S", line):
@@ -49,11 +51,13 @@ def parse(help_text):
         elif re.match(r"   +\S", line) and current[1]:
             current[1][-1][1].append(line.strip())
         else:
-            # Unindented text after the last section closes the page.
+            # Unindented text after the sections closes the page.
             trailer.append(line.strip())
             current = None
-    if not sections or any(not items for _, items in sections):
-        raise ValueError("the help has no section with items")
+    if not sections:
+        raise ValueError("the help has no 'Heading:' section")
+    if any(not items for _, items in sections):
+        raise ValueError("a section of the help lists no items")
     return usage, description, sections, trailer
 
 
