@@ -5,7 +5,7 @@ FUZZ_BUILD := build-fuzz
 FUZZ_SECONDS ?= 120
 CMAKE_FLAGS ?=
 
-.PHONY: all deps build test demo tour bench asan fuzz format clean
+.PHONY: all deps build test package demo tour bench asan fuzz format clean
 
 all: build
 
@@ -20,6 +20,10 @@ build: deps $(BUILD)/build.ninja
 
 test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j2
+
+# The Debian package of the default build, in $(BUILD)/norvane_{version}_{arch}.deb.
+package: build
+	cmake --build $(BUILD) --target package
 
 demo: build
 	@bash scripts/install-deps.sh demo

@@ -12,6 +12,9 @@ packages=(
     fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
 )
 case "${1:-}" in
+    # The package checks: cpack's Debian dependencies (dpkg-shlibdeps, file), the validators, and mount
+    # for hiding the build tree from the unpacked programs.
+    test) packages+=(dpkg-dev file desktop-file-utils appstream mount) ;;
     demo) packages+=(xvfb xauth) ;;
     bench) packages+=(valgrind) ;;
     fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;

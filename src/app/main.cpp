@@ -1,3 +1,4 @@
+#include "BuildInfo.h"
 #include "LatenessProbe.h"
 #include "core/AppState.h"
 #include "core/NorvaneApp.h"
@@ -11,6 +12,7 @@
 
 #include <QApplication>
 #include <QDesktopServices>
+#include <QIcon>
 #include <QMetaEnum>
 
 int main(int argc, char* argv[]) {
@@ -20,6 +22,11 @@ int main(int argc, char* argv[]) {
     QApplication::setOrganizationName(QStringLiteral("Norvane"));
     QApplication::setApplicationName(QStringLiteral("Norvane"));
     QApplication::setApplicationDisplayName(QStringLiteral("Norvane"));
+    // The desktop matches our windows to the installed entry by this name, and takes its icon from there.
+    const QString appId = QString::fromLatin1(BuildInfo::appId);
+    QGuiApplication::setDesktopFileName(appId);
+    QApplication::setWindowIcon(
+        QIcon::fromTheme(appId, QIcon(QStringLiteral(":/norvane/app/") + appId + QStringLiteral(".svg"))));
     Theme::follow(app);
     LatenessProbe latenessProbe;
 

@@ -9,6 +9,9 @@
 // the build tree and an installed package.
 namespace BundleResource {
 
+// The installed data folder beside the program, whether or not it exists.
+QString installedFolder();
+
 // The path of "{resource}.{extension}", or nothing when neither place holds it.
 std::optional<QString> url(const QString& resource, const QString& extension);
 

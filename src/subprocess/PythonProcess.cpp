@@ -4,6 +4,7 @@
 #include "platform/Locations.h"
 #include "platform/Platform.h"
 #include "subprocess/Bootstrap.h"
+#include "subprocess/BundleResource.h"
 #include "subprocess/CaptureFolder.h"
 #include "subprocess/ChildProcess.h"
 #include "subprocess/LineBuffer.h"
@@ -55,12 +56,13 @@ QStringList splitAtLineBreaks(const QString& text) {
     return lines;
 }
 
-// Where the application keeps the files that ship with it: on Linux the program's own folder.
+// Where the application keeps the files that ship with it: on Linux the installed data folder, so that
+// the tool's sources never have to sit among the programs in bin/.
 QString applicationResourceDir() {
 #ifdef Q_OS_MACOS
     return QDir::cleanPath(QCoreApplication::applicationDirPath() + u"/../Resources"_s);
 #else
-    return QCoreApplication::applicationDirPath();
+    return BundleResource::installedFolder();
 #endif
 }
 
