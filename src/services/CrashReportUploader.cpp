@@ -1,6 +1,7 @@
 #include "services/CrashReportUploader.h"
 
 #include "base/Clock.h"
+#include "base/ThreadHandOff.h"
 #include "platform/Locations.h"
 #include "platform/Platform.h"
 
@@ -152,8 +153,11 @@ void CrashReportUploader::startBackground(std::function<void()> work) {
     std::lock_guard lock(m_mutex);
     if (m_stopping)
         return;
-    std::erase_if(m_threads, [](const std::unique_ptr<QThread>& thread) { return thread->isFinished(); });
-    std::unique_ptr<QThread> thread(QThread::create(std::move(work)));
+    std::erase_if(m_threads, [this](const std::unique_ptr<QThread>& thread) { return finished(*thread); });
+    std::unique_ptr<QThread> thread(QThread::create([this, work = std::move(work)] {
+        work();
+        ThreadHandOff::release(this);
+    }));
     thread->setObjectName(QString::fromLatin1(tag));
     thread->start(QThread::LowPriority);
     m_threads.push_back(std::move(thread));
@@ -184,12 +188,20 @@ void CrashReportUploader::shutdown() {
     m_wake.notify_all();
     for (const std::unique_ptr<QThread>& thread : threads)
         thread->wait();
+    ThreadHandOff::acquire(this);
+}
+
+bool CrashReportUploader::finished(const QThread& thread) const {
+    if (!thread.isFinished())
+        return false;
+    ThreadHandOff::acquire(this);
+    return true;
 }
 
 bool CrashReportUploader::idle() const {
     std::lock_guard lock(m_mutex);
     return std::all_of(m_threads.begin(), m_threads.end(),
-                       [](const std::unique_ptr<QThread>& thread) { return thread->isFinished(); });
+                       [this](const std::unique_ptr<QThread>& thread) { return finished(*thread); });
 }
 
 void CrashReportUploader::watchReply(QNetworkReply* reply) {
