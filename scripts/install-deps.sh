@@ -13,6 +13,8 @@ packages=(
 )
 case "${1:-}" in
     demo) packages+=(xvfb xauth) ;;
+    # The flood drill drives the real window with key presses on a display of its own.
+    test) packages+=(xvfb xdotool) ;;
     bench) packages+=(valgrind) ;;
     fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
 esac
