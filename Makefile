@@ -1,11 +1,12 @@
 # Two commands set everything up on a fresh Debian 12 machine: `make demo` and `make test`.
 BUILD := build
 ASAN_BUILD := build-asan
+TSAN_BUILD := build-tsan
 FUZZ_BUILD := build-fuzz
 FUZZ_SECONDS ?= 120
 CMAKE_FLAGS ?=
 
-.PHONY: all deps build test package demo tour bench asan fuzz format clean
+.PHONY: all deps build test package demo tour bench asan tsan fuzz format clean
 
 all: build
 
@@ -46,6 +47,14 @@ asan: deps
 	cmake --build $(ASAN_BUILD)
 	ctest --preset asan -j2
 
+# The tests whose work runs off the main thread (the log's writer, the library's scan, the crash
+# uploader, the version fetch and update log, the capture loader), under ThreadSanitizer.
+TSAN_TESTS := FileLogger|CaptureLibrary|CrashUpload|CrashReportsVerb|UpdateLogger|VersionCheck|CSVLoader
+tsan: deps
+	cmake --preset tsan
+	cmake --build $(TSAN_BUILD) --target norvane_tests norvane-cli norvane_crash_helper
+	ctest --preset tsan -j2 -R '$(TSAN_TESTS)'
+
 # Every parser under libFuzzer with AddressSanitizer and UndefinedBehaviorSanitizer (clang 14), each for
 # FUZZ_SECONDS seconds. Crashes land in $(FUZZ_BUILD)/fuzz/{target}/crashes/.
 fuzz:
@@ -58,4 +67,4 @@ format:
 	git ls-files '*.cpp' '*.h' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(FUZZ_BUILD)

@@ -13,8 +13,9 @@ packages=(
 )
 case "${1:-}" in
     # The package checks: cpack's Debian dependencies (dpkg-shlibdeps, file), the validators, and mount
-    # for hiding the build tree from the unpacked programs.
-    test) packages+=(dpkg-dev file desktop-file-utils appstream mount) ;;
+    # for hiding the build tree from the unpacked programs; the window's flood drill: a display of its
+    # own and a key presser.
+    test) packages+=(dpkg-dev file desktop-file-utils appstream mount xvfb xdotool) ;;
     demo) packages+=(xvfb xauth) ;;
     bench) packages+=(valgrind) ;;
     fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;

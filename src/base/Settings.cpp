@@ -10,6 +10,19 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+Settings::WriteFailed& writeFailedHandler() {
+    static Settings::WriteFailed handler;
+    return handler;
+}
+
+} // namespace
+
+void Settings::onWriteFailed(WriteFailed handler) {
+    writeFailedHandler() = std::move(handler);
+}
+
 Settings::Settings()
     : Settings(Locations::settingsFilePath()) {}
 
@@ -28,12 +41,23 @@ bool Settings::contains(const QString& key) const {
 
 void Settings::remove(const QString& key) {
     m_settings->remove(key);
-    m_settings->sync();
+    sync();
 }
 
 void Settings::store(const QString& key, const QVariant& value) {
     m_settings->setValue(key, value);
+    sync();
+}
+
+// QSettings writes a new file and renames it over the old one, so a failed write leaves the old file
+// whole; it only has to be told.
+void Settings::sync() {
     m_settings->sync();
+    // A file that didn't parse reports a format error here too; only access errors are failed writes.
+    if (m_settings->status() != QSettings::AccessError)
+        return;
+    if (const WriteFailed& handler = writeFailedHandler())
+        handler(m_settings->fileName());
 }
 
 std::optional<bool> Settings::boolValue(const QString& key) const {

@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -32,6 +33,11 @@ public:
     Settings(const Settings&) = delete;
     Settings& operator=(const Settings&) = delete;
 
+    // Told of every change that couldn't be written, with the file's path; the change still holds for
+    // this object. The program logs these.
+    using WriteFailed = std::function<void(const QString& filePath)>;
+    static void onWriteFailed(WriteFailed handler);
+
     QString filePath() const;
     bool contains(const QString& key) const;
     void remove(const QString& key);
@@ -58,6 +64,7 @@ public:
 
 private:
     void store(const QString& key, const QVariant& value);
+    void sync();
 
     std::unique_ptr<QSettings> m_settings;
 };

@@ -1,5 +1,6 @@
 #include "core/NorvaneApp.h"
 
+#include "base/Settings.h"
 #include "core/AppState.h"
 #include "platform/Platform.h"
 #include "platform/WakeWatcher.h"
@@ -42,6 +43,11 @@ NorvaneApp::NorvaneApp(FileLogger& log, const Services& services, QObject* paren
         connect(this, &NorvaneApp::terminateRequested, application, &QCoreApplication::quit,
                 Qt::QueuedConnection);
     }
+}
+
+void NorvaneApp::logSettingsWriteFailures(FileLogger& log) {
+    Settings::onWriteFailed(
+        [&log](const QString& path) { log.warn(tag, u"settings write failed: "_s + path); });
 }
 
 NorvaneApp::~NorvaneApp() {

@@ -22,6 +22,10 @@ class WakeWatcher;
 class NorvaneApp : public QObject {
     Q_OBJECT
 public:
+    // From now on, a setting that can't be written leaves one WARN line in `log`, which must outlive
+    // every later write of a setting.
+    static void logSettingsWriteFailures(FileLogger& log);
+
     static constexpr double wakeDelaySeconds = 5.0;
 
     // The process-wide services that the application object takes at construction, in this order;

@@ -1,6 +1,7 @@
 #include "services/CrashReportUploader.h"
 
 #include "base/Clock.h"
+#include "base/ThreadHandOff.h"
 #include "platform/Locations.h"
 #include "platform/Platform.h"
 
@@ -64,8 +65,23 @@ std::optional<QJsonObject> jsonObject(const QByteArray& bytes) {
     return document.object();
 }
 
-bool writeWhole(QSaveFile& file, const QByteArray& bytes) {
-    return file.write(bytes) == bytes.size() && file.commit();
+// Written beside the old file and renamed over it, so that a crash or a full disk mid-write leaves the old
+// file whole. The words of what went wrong, or nothing.
+std::optional<QString> writeReplacing(const QString& path, const QByteArray& bytes,
+                                      QFileDevice::Permissions permissions = {}) {
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return file.errorString();
+    if (permissions)
+        file.setPermissions(permissions);
+    if (file.write(bytes) != bytes.size()) {
+        const QString error = file.errorString();
+        file.cancelWriting();
+        return error;
+    }
+    if (!file.commit())
+        return file.errorString();
+    return std::nullopt;
 }
 
 } // namespace
@@ -137,8 +153,11 @@ void CrashReportUploader::startBackground(std::function<void()> work) {
     std::lock_guard lock(m_mutex);
     if (m_stopping)
         return;
-    std::erase_if(m_threads, [](const std::unique_ptr<QThread>& thread) { return thread->isFinished(); });
-    std::unique_ptr<QThread> thread(QThread::create(std::move(work)));
+    std::erase_if(m_threads, [this](const std::unique_ptr<QThread>& thread) { return finished(*thread); });
+    std::unique_ptr<QThread> thread(QThread::create([this, work = std::move(work)] {
+        work();
+        ThreadHandOff::release(this);
+    }));
     thread->setObjectName(QString::fromLatin1(tag));
     thread->start(QThread::LowPriority);
     m_threads.push_back(std::move(thread));
@@ -169,12 +188,20 @@ void CrashReportUploader::shutdown() {
     m_wake.notify_all();
     for (const std::unique_ptr<QThread>& thread : threads)
         thread->wait();
+    ThreadHandOff::acquire(this);
+}
+
+bool CrashReportUploader::finished(const QThread& thread) const {
+    if (!thread.isFinished())
+        return false;
+    ThreadHandOff::acquire(this);
+    return true;
 }
 
 bool CrashReportUploader::idle() const {
     std::lock_guard lock(m_mutex);
     return std::all_of(m_threads.begin(), m_threads.end(),
-                       [](const std::unique_ptr<QThread>& thread) { return thread->isFinished(); });
+                       [this](const std::unique_ptr<QThread>& thread) { return finished(*thread); });
 }
 
 void CrashReportUploader::watchReply(QNetworkReply* reply) {
@@ -308,11 +335,10 @@ std::optional<CrashReportUploader::R2Config> CrashReportUploader::provisionConfi
         {u"config_version"_s, 2},
     };
     // The token is a secret of this user: the file is never readable by others, not even while written.
-    QSaveFile file(m_sources.configPath);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-        writeWhole(file, QJsonDocument(object).toJson(QJsonDocument::Indented));
-    }
+    if (const std::optional<QString> error =
+            writeReplacing(m_sources.configPath, QJsonDocument(object).toJson(QJsonDocument::Indented),
+                           QFileDevice::ReadOwner | QFileDevice::WriteOwner))
+        m_log.warn(tag, u"r2.json write failed: "_s + *error);
     m_log.info(tag, u"Auto-provisioned R2 config (uploader_id=%1)"_s.arg(config.uploaderId));
     return config;
 }
@@ -337,9 +363,10 @@ void CrashReportUploader::saveUploadedSet(const QSet<QString>& names) const {
     QStringList sorted(names.begin(), names.end());
     sorted.sort();
     QDir().mkpath(QFileInfo(m_sources.trackingPath).absolutePath());
-    QSaveFile file(m_sources.trackingPath);
-    if (file.open(QIODevice::WriteOnly))
-        writeWhole(file, QJsonDocument(QJsonArray::fromStringList(sorted)).toJson(QJsonDocument::Indented));
+    if (const std::optional<QString> error =
+            writeReplacing(m_sources.trackingPath,
+                           QJsonDocument(QJsonArray::fromStringList(sorted)).toJson(QJsonDocument::Indented)))
+        m_log.warn(tag, u"uploaded_crashes.json write failed: "_s + *error);
 }
 
 QStringList CrashReportUploader::findCrashReports() const {

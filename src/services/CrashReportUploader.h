@@ -139,6 +139,8 @@ public:
 
 private:
     void startBackground(std::function<void()> work);
+    // True when `thread` has ended; what it did is then visible to the caller.
+    bool finished(const QThread& thread) const;
     bool stopping() const;
     void watchReply(QNetworkReply* reply);
     void forgetReply(QNetworkReply* reply);

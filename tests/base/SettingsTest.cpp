@@ -1,13 +1,18 @@
 #include "base/Settings.h"
 
 #include "platform/Locations.h"
+#include "support/PinnedFile.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSettings>
 #include <QTemporaryDir>
+
+using namespace Qt::StringLiterals;
 
 class SettingsTest : public ::testing::Test {
 protected:
@@ -43,6 +48,47 @@ TEST_F(SettingsTest, EveryChangeIsOnDiskAtOnce) {
     // Read the file behind the wrapper's back: nothing waits for a destructor to sync.
     QSettings raw(file(), QSettings::IniFormat);
     EXPECT_EQ(raw.value(QString::fromLatin1(Settings::uploadPrivacy)).toString(), QStringLiteral("hash"));
+}
+
+// A crash or a full disk in the middle of a change must leave the old file whole, so a change writes a
+// new file and renames it over the old one.
+TEST_F(SettingsTest, ChangeReplacesTheFileInsteadOfRewritingIt) {
+    Settings settings(file());
+    settings.setString(Settings::uploadPrivacy, QStringLiteral("hash"));
+    QFile written(file());
+    ASSERT_TRUE(written.open(QIODevice::ReadOnly));
+    const QByteArray before = written.readAll();
+    written.close();
+    const PinnedFile old(file());
+    ASSERT_TRUE(old.pinned());
+
+    settings.setString(Settings::uploadPrivacy, QStringLiteral("full"));
+
+    EXPECT_EQ(old.bytes(), before);
+    EXPECT_EQ(Settings(file()).stringValue(Settings::uploadPrivacy), QStringLiteral("full"));
+}
+
+TEST_F(SettingsTest, ChangeThatCantBeWrittenIsReportedAndHoldsInMemory) {
+    QStringList reports;
+    Settings::onWriteFailed([&reports](const QString& path) { reports.append(path); });
+    // A folder in the file's place: no one, root included, can rename a file over it.
+    ASSERT_TRUE(QDir().mkpath(file()));
+    Settings settings(file());
+    settings.setString(Settings::uploadPrivacy, QStringLiteral("hash"));
+    Settings::onWriteFailed({});
+
+    EXPECT_EQ(reports, QStringList{file()});
+    EXPECT_EQ(settings.stringValue(Settings::uploadPrivacy), QStringLiteral("hash"));
+    EXPECT_TRUE(QFileInfo(file()).isDir());
+}
+
+TEST_F(SettingsTest, ChangeThatIsWrittenReportsNothing) {
+    QStringList reports;
+    Settings::onWriteFailed([&reports](const QString& path) { reports.append(path); });
+    Settings(file()).setString(Settings::uploadPrivacy, QStringLiteral("hash"));
+    Settings(file()).remove(Settings::uploadPrivacy);
+    Settings::onWriteFailed({});
+    EXPECT_TRUE(reports.isEmpty());
 }
 
 TEST_F(SettingsTest, DoubleRoundTripsAndNonNumbersReadAsAbsent) {

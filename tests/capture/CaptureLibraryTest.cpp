@@ -6,6 +6,7 @@
 #include "CaptureDataTestSupport.h"
 #include "CaptureTestPrinters.h"
 #include "services/FileLogger.h"
+#include "support/PinnedFile.h"
 #include "support/TempHome.h"
 #include "support/TestPaths.h"
 
@@ -264,6 +265,23 @@ TEST_F(CaptureLibraryTest, DeletingTheLastCaptureLeavesAnEmptyArrayAndAnEmptyCac
     EXPECT_TRUE(cache.isObject());
     EXPECT_TRUE(cache.object().isEmpty());
     EXPECT_TRUE(list().isEmpty());
+}
+
+// Both files of the folder are rewritten where they stand, not replaced: the tool writes captures.json
+// too, and the file keeps whatever owner, links and permissions it has.
+TEST_F(CaptureLibraryTest, DeleteRewritesCapturesJsonAndTheCacheInPlace) {
+    useData(u"basic"_s);
+    list();
+    const PinnedFile captures(folder() + u"/captures.json"_s);
+    const PinnedFile cache(StatsCache::path(folder()));
+    ASSERT_TRUE(captures.pinned());
+    ASSERT_TRUE(cache.pinned());
+
+    CaptureLibrary::deleteCapture(folder() + u'/' + newest, folder());
+
+    EXPECT_EQ(captures.bytes(), readFile(folder() + u"/captures.json"_s));
+    EXPECT_EQ(cache.bytes(), readFile(StatsCache::path(folder())));
+    EXPECT_FALSE(StatsCache::load(folder()).contains(newest));
 }
 
 TEST_F(CaptureLibraryTest, DeleteLeavesACapturesJsonThatIsNoArrayOfObjectsAlone) {

@@ -1,5 +1,6 @@
 #include "core/NorvaneApp.h"
 
+#include "base/Settings.h"
 #include "base/VirtualClock.h"
 #include "core/AppState.h"
 #include "core/QuitAlert.h"
@@ -18,6 +19,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
@@ -359,4 +361,16 @@ TEST_F(NorvaneAppGateTest, TheUpdaterIsSetLaterAndForgottenWhenItGoes) {
     EXPECT_EQ(changed.count(), 1);
     updater.reset();
     EXPECT_EQ(app->updater(), nullptr);
+}
+
+TEST(NorvaneAppSettings, SettingThatCantBeWrittenLeavesOneWarnLine) {
+    QTemporaryDir dir;
+    FileLogger log(dir.filePath(u"logs"_s));
+    NorvaneApp::logSettingsWriteFailures(log);
+    // A folder in the file's place: no one, root included, can rename a file over it.
+    const QString path = dir.filePath(u"settings.conf"_s);
+    ASSERT_TRUE(QDir().mkpath(path));
+    Settings(path).setBool(Settings::autoUpload, false);
+    Settings::onWriteFailed({});
+    EXPECT_EQ(taggedLines(log, u"App"_s), QStringList{u"WARN  settings write failed: "_s + path});
 }

@@ -254,7 +254,7 @@ def bounded(ok, check, detail, sanitized):
 
 
 def drill_flood(sandbox, lateness_bound_ms, rss_bound_mib, sanitized):
-    name = "3 flood and a 10 MiB line"
+    name = "3 flood and a 10 MiB line in norvane-cli"
     probe = sandbox.home / "lateness.json"
     started = time.monotonic()
     proc = sandbox.start("norvane-cli", ["capture", "--no-upload"], NORVANE_SIM_SCENARIO="flood-long-line",
@@ -286,6 +286,79 @@ def drill_flood(sandbox, lateness_bound_ms, rss_bound_mib, sanitized):
         calm_late = None
     print(f"     calm capture for comparison: exit {calm_status}, worst lateness {calm_late} ms, "
           f"peak RSS {calm_rss:.0f} MiB", flush=True)
+
+
+class VirtualDisplay:
+    """An Xvfb display of our own, for a window that a drill drives with real key presses (xdotool)."""
+
+    def __init__(self):
+        read, write = os.pipe()
+        self.server = subprocess.Popen(["Xvfb", "-displayfd", str(write), "-nolisten", "tcp", "-screen", "0",
+                                        "1280x900x24"], pass_fds=(write,), stderr=subprocess.DEVNULL)
+        os.close(write)
+        with os.fdopen(read) as chosen:
+            self.name = ":" + chosen.readline().strip()
+
+    def xdotool(self, *args):
+        return subprocess.run(["xdotool", *args], env=dict(os.environ, DISPLAY=self.name), capture_output=True,
+                              text=True, timeout=20)
+
+    def close(self):
+        self.server.terminate()
+        self.server.wait(10)
+
+
+def seconds_late(probe, since_ms):
+    """The worst lateness of the whole seconds the probe measured from since_ms on, and how many."""
+    try:
+        seconds = [entry["worst_ms"] for entry in json.loads(probe.read_text())["seconds"]
+                   if entry["at_ms"] >= since_ms]
+    except (OSError, ValueError, KeyError):
+        return None, 0
+    return (max(seconds) if seconds else None), len(seconds)
+
+
+def drill_flood_window(sandbox, lateness_bound_ms, rss_bound_mib, sanitized):
+    name = "3 flood and a 10 MiB line in the window"
+    if not (shutil.which("Xvfb") and shutil.which("xdotool")):
+        report(False, name, "Xvfb or xdotool is missing (scripts/install-deps.sh test installs them)")
+        return
+    display = VirtualDisplay()
+    probe = sandbox.home / "lateness.json"
+    try:
+        proc = sandbox.start("norvane", QT_QPA_PLATFORM="xcb", DISPLAY=display.name, NORVANE_LATENESS_PROBE=probe,
+                             NORVANE_SIM_SCENARIO="flood-long-line", NORVANE_SIM_FLOOD_COUNT=100000)
+        shown = wait_until(lambda: SETUP_LINE in sandbox.log_text(), 30)
+        windows = display.xdotool("search", "--sync", "--onlyvisible", "--name", "Norvane").stdout.split()
+        if not (shown and windows):
+            report(False, name, "the setup screen never appeared")
+            proc.kill()
+            finish(proc, 10)
+            return
+        # What a user does: the location field has the focus; a name, then Ctrl+Return starts.
+        display.xdotool("windowfocus", "--sync", windows[0])
+        display.xdotool("type", "--delay", "30", "Drill")
+        pressed_ms = time.time() * 1000
+        display.xdotool("key", "ctrl+Return")
+        ended = wait_until(lambda: any(b"session_end" in csv.read_bytes() for csv in sandbox.capture_csvs()), 90,
+                           step=0.2)
+        seconds = (time.time() * 1000 - pressed_ms) / 1000
+        # Two more seconds of the probe, for the results screen drawn from the flood.
+        time.sleep(2)
+        late, counted = seconds_late(probe, pressed_ms)
+        proc.send_signal(signal.SIGTERM)
+        status, rss = finish(proc, 20)
+    finally:
+        display.close()
+    report(bool(ended), name + ": capture ran to the end",
+           f"session_end row {'written' if ended else 'missing'} {seconds:.1f} s after Ctrl+Return")
+    report(status == -signal.SIGTERM, name + ": window ended when asked",
+           "by SIGTERM" if status == -signal.SIGTERM else f"no: exit {status}")
+    bounded(late is not None and late < lateness_bound_ms, name + ": event loop responsive",
+            f"worst lateness of a 50 ms timer {late} ms over the {counted} s from Ctrl+Return on "
+            f"(bound {lateness_bound_ms} ms)", sanitized)
+    bounded(rss < rss_bound_mib, name + ": memory bounded", f"peak RSS {rss:.0f} MiB (bound {rss_bound_mib} MiB)",
+            sanitized)
 
 
 def drill_log_full(sandbox):
@@ -491,6 +564,8 @@ def main():
     drill_kill_capture(Sandbox(base, "kill-capture", build))
     drill_kill_upload(Sandbox(base, "kill-upload", build))
     drill_flood(Sandbox(base, "flood", build), args.lateness_bound_ms, args.rss_bound_mib, args.sanitized)
+    drill_flood_window(Sandbox(base, "flood-window", build), args.lateness_bound_ms, args.rss_bound_mib,
+                       args.sanitized)
     drill_log_full(Sandbox(base, "log-full", build))
     drill_damaged_files(base, build)
     drill_capture_folder(base, build)

@@ -2,6 +2,7 @@
 
 #include "base/VirtualClock.h"
 #include "support/LoggedText.h"
+#include "support/PinnedFile.h"
 #include "support/TestPaths.h"
 #include "support/UploadServer.h"
 
@@ -547,6 +548,38 @@ TEST_F(CrashUpload, ConfigWithoutUploaderIdIsWrittenAnew) {
     EXPECT_EQ(QFileInfo(sources().configPath).permissions() &
                   (QFileDevice::ReadOther | QFileDevice::ReadGroup),
               QFileDevice::Permissions());
+}
+
+// A crash or a full disk in the middle of a write must leave the old file whole: both files the uploader
+// owns are written beside their place and renamed over the old one.
+TEST_F(CrashUpload, ConfigAndTrackingFileAreReplacedInsteadOfRewritten) {
+    const QByteArray oldConfig = R"({"upload_url":"http://127.0.0.1:9","upload_token":"old"})";
+    put(u"home/.norvane/r2.json"_s, oldConfig);
+    const PinnedFile config(sources().configPath);
+    ASSERT_TRUE(config.pinned());
+    bundled = {server.url(), u"bundled-token"_s};
+    remake();
+    ASSERT_TRUE(uploader->loadConfig());
+    EXPECT_EQ(config.bytes(), oldConfig);
+    EXPECT_EQ(parsed(readFileAt(sources().configPath))[u"upload_token"_s].toString(), u"bundled-token"_s);
+
+    uploader->saveUploadedSet({u"norvane-a.ips"_s});
+    const QByteArray oldTracking = readFileAt(sources().trackingPath);
+    const PinnedFile tracking(sources().trackingPath);
+    ASSERT_TRUE(tracking.pinned());
+    uploader->saveUploadedSet({u"norvane-a.ips"_s, u"norvane-b.ips"_s});
+    EXPECT_EQ(tracking.bytes(), oldTracking);
+    EXPECT_EQ(uploader->loadUploadedSet(), (QSet<QString>{u"norvane-a.ips"_s, u"norvane-b.ips"_s}));
+}
+
+TEST_F(CrashUpload, TrackingFileThatCantBeWrittenIsLogged) {
+    // A folder in the file's place: no one, root included, can rename a file over it.
+    ASSERT_TRUE(QDir().mkpath(sources().trackingPath));
+    uploader->saveUploadedSet({u"norvane-a.ips"_s});
+    ASSERT_FALSE(uploadLines().isEmpty());
+    EXPECT_TRUE(uploadLines().last().startsWith(u"WARN  uploaded_crashes.json write failed: "_s))
+        << uploadLines().last().toStdString();
+    EXPECT_TRUE(QFileInfo(sources().trackingPath).isDir());
 }
 
 TEST_F(CrashUpload, UnconfiguredBuildLogsWhyAndSendsNothing) {

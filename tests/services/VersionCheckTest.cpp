@@ -5,6 +5,7 @@
 #include "services/FileLogger.h"
 #include "support/LoggedText.h"
 #include "support/NetworkFakes.h"
+#include "support/PinnedFile.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
@@ -373,6 +374,20 @@ TEST_F(VersionCheckGate, UnwritableCacheStillAppliesTheFreshVerdict) {
     waitForFetch(*check);
     EXPECT_TRUE(check->updateRequired());
     EXPECT_FALSE(QFile::exists(from.cachePath));
+}
+
+// A crash or a full disk in the middle of the write must leave the old cache whole.
+TEST_F(VersionCheckGate, FreshRulesReplaceTheCacheInsteadOfRewritingIt) {
+    const QByteArray oldCache = R"({"minimum": "1.0", "latest": "1.0"})";
+    writeCache(oldCache);
+    const PinnedFile cache(cachePath());
+    ASSERT_TRUE(cache.pinned());
+    LoopbackHttpServer server;
+    server.answerPage(R"({"minimum": "2.0", "latest": "2.1"})");
+    const auto check = start(u"1.5"_s, sources(server.url()));
+    waitForFetch(*check);
+    EXPECT_EQ(cache.bytes(), oldCache);
+    EXPECT_TRUE(readCache().contains("2.1"));
 }
 
 TEST_F(VersionCheckGate, RemoteThatIsNotAUrlIsNotFetched) {

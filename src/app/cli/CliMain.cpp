@@ -1,8 +1,10 @@
 #include "CliVerb.h"
 #include "LatenessProbe.h"
 
+#include "core/NorvaneApp.h"
 #include "platform/CrashHandler.h"
 #include "platform/Platform.h"
+#include "services/FileLogger.h"
 
 #include <QCoreApplication>
 #include <QTextStream>
@@ -37,6 +39,7 @@ int main(int argc, char* argv[]) {
     QCoreApplication::setApplicationName(u"Norvane"_s);
     QCoreApplication::setApplicationVersion(Platform::appVersion());
     LatenessProbe latenessProbe;
+    NorvaneApp::logSettingsWriteFailures(FileLogger::shared());
 
     QTextStream out(stdout);
     QTextStream err(stderr);
