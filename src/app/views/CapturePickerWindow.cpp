@@ -197,6 +197,9 @@ QWidget* CapturePickerWindow::buildTablePage() {
 
     m_table = new QTableView;
     m_table->setModel(&library);
+    m_table->setAccessibleName(CapturePickerScreen::windowTitle);
+    // Tab leaves the table for the buttons; the arrow keys move between rows.
+    m_table->setTabKeyNavigation(false);
     m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_table->setSelectionMode(QAbstractItemView::SingleSelection);
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);

@@ -348,6 +348,7 @@ QWidget* DiagnosticsView::buildCompletedPage() {
     auto* scroll = new QScrollArea(this);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setAccessibleName(u"Diagnosis"_s);
     auto* page = new QWidget(scroll);
     page->setObjectName(u"diagnosticsVerdict"_s);
     scroll->setWidget(page);

@@ -72,7 +72,8 @@ void MainWindow::buildMenus() {
             &CheckForUpdatesViewModel::checkForUpdates);
     fileMenu->addSeparator();
     QAction* settings = fileMenu->addAction(u"Settings..."_s);
-    settings->setShortcut(QKeySequence::Preferences);
+    // Spelled out rather than the platform's standard keys, which several Linux desktops leave empty.
+    settings->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
     settings->setMenuRole(QAction::PreferencesRole);
     connect(settings, &QAction::triggered, this, &MainWindow::settingsRequested);
     QAction* history = fileMenu->addAction(u"Test History"_s);
@@ -80,7 +81,7 @@ void MainWindow::buildMenus() {
     connect(history, &QAction::triggered, this, &MainWindow::captureHistoryRequested);
     fileMenu->addSeparator();
     QAction* quit = fileMenu->addAction(u"Quit Norvane"_s);
-    quit->setShortcut(QKeySequence::Quit);
+    quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
     quit->setMenuRole(QAction::QuitRole);
     connect(quit, &QAction::triggered, &m_app, &NorvaneApp::requestQuit);
 

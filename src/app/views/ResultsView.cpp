@@ -96,6 +96,7 @@ ResultsView::ResultsView(AppState& state, QWidget* parent)
     layout->setContentsMargins(0, 0, 0, 0);
     m_scrollArea = new QScrollArea(this);
     m_scrollArea->setObjectName(u"resultsScroll"_s);
+    m_scrollArea->setAccessibleName(u"Capture results"_s);
     m_scrollArea->setFrameShape(QFrame::NoFrame);
     m_scrollArea->setWidgetResizable(true);
     m_scrollArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);

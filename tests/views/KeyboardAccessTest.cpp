@@ -1,0 +1,322 @@
+// Each screen of the main window used with the keyboard alone and read by a screen reader: Tab reaches
+// every control and each has a name, the figures carry their words, and a whole capture runs from the
+// setup screen to the results on key presses only.
+
+#include "views/MainWindow.h"
+
+#include "base/VirtualClock.h"
+#include "capture/CaptureLibraryModel.h"
+#include "core/AppState.h"
+#include "core/NorvaneApp.h"
+#include "screens/CapturePickerScreen.h"
+#include "services/FileLogger.h"
+#include "subprocess/PythonProcess.h"
+#include "support/AppStateTestAccess.h"
+#include "support/CaptureLines.h"
+#include "support/DiagnosisScenario.h"
+#include "support/TabWalk.h"
+#include "support/TempHome.h"
+#include "support/TestPaths.h"
+#include "views/CapturePickerWindow.h"
+#include "views/SettingsView.h"
+#include "views/StatCardView.h"
+
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QChartView>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTableView>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using Screen = AppState::Screen;
+
+namespace {
+
+class KeyboardAccessTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        home.installFakeUv();
+        app = std::make_unique<NorvaneApp>(log);
+        app->appState().setUploadsSuppressed(true);
+        window = std::make_unique<MainWindow>(*app);
+        window->show();
+        QApplication::processEvents();
+    }
+    void TearDown() override {
+        window.reset();
+        app.reset();
+    }
+
+    AppState& state() { return app->appState(); }
+    void feed(const QString& line) { state().pythonProcess().processLine(line); }
+
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        QTest::keyClick(window->windowHandle(), key, modifiers);
+        QApplication::processEvents();
+    }
+    void type(const QString& text) {
+        for (const QChar character : text)
+            QTest::keyClick(window->windowHandle(), character.toLatin1());
+    }
+    // Tabs until the focus is on the control with this accessible name; false when a round passes first.
+    bool tabTo(const QString& name) {
+        for (int press = 0; press < 60; ++press) {
+            if (QWidget* focus = QApplication::focusWidget(); focus && focus->accessibleName() == name)
+                return true;
+            QTest::keyClick(window->windowHandle(), Qt::Key_Tab);
+            QApplication::processEvents();
+        }
+        return false;
+    }
+
+    // Every figure card shown says its title, figure and rating in words.
+    void expectCardsSpoken() {
+        const QList<StatCardView*> cards = window->findChildren<StatCardView*>();
+        int shown = 0;
+        for (const StatCardView* card : cards) {
+            if (!card->isVisible())
+                continue;
+            ++shown;
+            EXPECT_FALSE(card->accessibleName().isEmpty());
+            EXPECT_FALSE(card->accessibleDescription().isEmpty()) << card->accessibleName().toStdString();
+            const std::optional<QString> rating = card->card().ratingLine();
+            if (rating) {
+                EXPECT_TRUE(card->accessibleDescription().contains(u"Rating: "_s + *rating))
+                    << card->accessibleDescription().toStdString();
+            }
+        }
+        EXPECT_GT(shown, 0);
+    }
+
+    // Every chart shown carries a name and its figures in words.
+    void expectChartsSpoken() {
+        const QList<QChartView*> charts = window->findChildren<QChartView*>();
+        int shown = 0;
+        for (const QChartView* chart : charts) {
+            if (!chart->isVisible())
+                continue;
+            ++shown;
+            EXPECT_FALSE(chart->accessibleName().isEmpty());
+            EXPECT_FALSE(chart->accessibleDescription().isEmpty()) << chart->accessibleName().toStdString();
+        }
+        EXPECT_GT(shown, 0);
+    }
+
+    TempHome home;
+    VirtualClock time;
+    ScopedVirtualTime scope{time};
+    QTemporaryDir logDir;
+    FileLogger log{logDir.path()};
+    std::unique_ptr<NorvaneApp> app;
+    std::unique_ptr<MainWindow> window;
+};
+
+TEST_F(KeyboardAccessTest, SetupScreenEveryControlByTabWithAName) {
+    ASSERT_EQ(window->currentScreenName(), u"setup"_s);
+    const QList<QWidget*> stops = TabWalk::expectEveryControlReachedAndNamed(*window);
+    EXPECT_GE(stops.size(), 6);
+}
+
+TEST_F(KeyboardAccessTest, RunningScreenEveryControlByTabWithAName) {
+    state().startReplay(CaptureConfig{});
+    for (int second = 1; second <= 5; ++second)
+        feed(CaptureLines::ping(24, second));
+    feed(CaptureLines::status(24, 5));
+    time.advance(1.0);
+    QApplication::processEvents();
+    ASSERT_EQ(window->currentScreenName(), u"running"_s);
+    const QList<QWidget*> stops = TabWalk::expectEveryControlReachedAndNamed(*window);
+    EXPECT_FALSE(stops.isEmpty());
+    expectCardsSpoken();
+    expectChartsSpoken();
+}
+
+TEST_F(KeyboardAccessTest, FinishingScreenHasANameAndNoControlOutOfReach) {
+    AppStateTestAccess::setScreen(state(), Screen::finishing);
+    QApplication::processEvents();
+    TabWalk::expectEveryControlReachedAndNamed(*window);
+    QWidget* page = window->findChild<QWidget*>(u"finishing"_s);
+    ASSERT_NE(page, nullptr);
+    EXPECT_FALSE(page->accessibleName().isEmpty());
+}
+
+TEST_F(KeyboardAccessTest, CelebrationScreenTakesTheFocusAndReturnSkipsToTheResults) {
+    state().startReplay(CaptureConfig{});
+    for (int second = 1; second <= 5; ++second)
+        feed(CaptureLines::ping(24, second));
+    feed(CaptureLines::complete(60));
+    ASSERT_EQ(window->currentScreenName(), u"celebration"_s);
+    const QList<QWidget*> stops = TabWalk::expectEveryControlReachedAndNamed(*window);
+    ASSERT_EQ(stops.size(), 1);
+    EXPECT_FALSE(stops.first()->accessibleDescription().isEmpty()) << "the thanks, in words";
+    press(Qt::Key_Return);
+    EXPECT_EQ(window->currentScreenName(), u"results"_s);
+}
+
+TEST_F(KeyboardAccessTest, CelebrationScreenSpaceSkipsToo) {
+    state().startReplay(CaptureConfig{});
+    feed(CaptureLines::ping(24, 1));
+    feed(CaptureLines::complete(60));
+    ASSERT_EQ(window->currentScreenName(), u"celebration"_s);
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    press(Qt::Key_Tab);
+    press(Qt::Key_Space);
+    EXPECT_EQ(window->currentScreenName(), u"results"_s);
+}
+
+TEST_F(KeyboardAccessTest, ResultsScreenEveryControlByTabWithAName) {
+    state().loadCapture(testDataPath(u"analyze/wifi_capture_20260314T093000Z.csv"_s));
+    QApplication::processEvents();
+    ASSERT_EQ(window->currentScreenName(), u"results"_s);
+    const QList<QWidget*> stops = TabWalk::expectEveryControlReachedAndNamed(*window);
+    EXPECT_GE(stops.size(), 3);
+    expectCardsSpoken();
+    expectChartsSpoken();
+}
+
+TEST_F(KeyboardAccessTest, DiagnosticsScreenEveryControlByTabWithAName) {
+    DiagnosisScenario network(DiagnosisScenario::Network::captivePortal);
+    ASSERT_TRUE(DiagnosisScenario::enterAndFinish(state(), u"uv: boom"_s));
+    QApplication::processEvents();
+    ASSERT_EQ(window->currentScreenName(), u"diagnostics"_s);
+    const QList<QWidget*> stops = TabWalk::expectEveryControlReachedAndNamed(*window);
+    EXPECT_GE(stops.size(), 2);
+}
+
+TEST_F(KeyboardAccessTest, SettingsWindowEveryControlByTabWithAName) {
+    SettingsView* settings = window->openSettings();
+    const QList<QWidget*> stops = TabWalk::expectEveryControlReachedAndNamed(*settings);
+    EXPECT_GE(stops.size(), 2);
+}
+
+TEST_F(KeyboardAccessTest, CaptureHistoryEveryControlByTabWithAName) {
+    const QString folder = PythonProcess::outputDirectory();
+    QDir().mkpath(folder);
+    ASSERT_TRUE(QFile::copy(testDataPath(u"analyze/wifi_capture_20260314T093000Z.csv"_s),
+                            folder + u"/wifi_capture_20260314T093000Z.csv"_s));
+    CapturePickerWindow* history = window->openCaptureHistory();
+    QSignalSpy changed(&history->screen(), &CapturePickerScreen::stateChanged);
+    while (history->screen().library().isLoading())
+        ASSERT_TRUE(changed.wait(60'000));
+    QApplication::processEvents();
+    const QList<QWidget*> stops = TabWalk::expectEveryControlReachedAndNamed(*history);
+    EXPECT_TRUE(stops.contains(history->table()));
+    history->close();
+    CaptureLibraryModel::scanPool().waitForDone();
+    QApplication::processEvents();
+}
+
+TEST_F(KeyboardAccessTest, MenuListsTheShortcutsOfQuitSettingsAndHistory) {
+    QStringList shown;
+    for (QAction* top : window->menuBar()->actions()) {
+        if (!top->menu())
+            continue;
+        for (QAction* item : top->menu()->actions()) {
+            if (!item->shortcut().isEmpty())
+                shown.append(item->text() + u' ' + item->shortcut().toString(QKeySequence::PortableText));
+        }
+    }
+    EXPECT_TRUE(shown.contains(u"Quit Norvane Ctrl+Q"_s)) << shown.join(u", "_s).toStdString();
+    EXPECT_TRUE(shown.contains(u"Settings... Ctrl+,"_s)) << shown.join(u", "_s).toStdString();
+    EXPECT_TRUE(shown.contains(u"Test History Ctrl+Y"_s)) << shown.join(u", "_s).toStdString();
+}
+
+TEST_F(KeyboardAccessTest, SettingsAndHistoryOpenFromTheirShortcuts) {
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    press(Qt::Key_Comma, Qt::ControlModifier);
+    SettingsView* settings = window->findChild<SettingsView*>();
+    ASSERT_NE(settings, nullptr);
+    EXPECT_TRUE(settings->isVisible());
+    settings->close();
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    press(Qt::Key_Y, Qt::ControlModifier);
+    const QList<CapturePickerWindow*> open = window->findChildren<CapturePickerWindow*>();
+    ASSERT_EQ(open.size(), 1);
+    open.first()->close();
+    CaptureLibraryModel::scanPool().waitForDone();
+    QApplication::processEvents();
+}
+
+// The simulator's tool plays a real capture; the session's timers run on the virtual clock.
+class KeyboardCaptureTest : public KeyboardAccessTest {
+protected:
+    void SetUp() override {
+        qputenv("NORVANE_SIM_SPEED", "300");
+        KeyboardAccessTest::SetUp();
+    }
+    void TearDown() override {
+        KeyboardAccessTest::TearDown();
+        qunsetenv("NORVANE_SIM_SPEED");
+    }
+
+    // Pumps the child's output until the condition holds or twenty real seconds have passed; virtual
+    // time moves only once the tool has spoken, so a slow start can't set off the startup watchdog.
+    bool runUntil(const std::function<bool()>& done) {
+        QElapsedTimer real;
+        real.start();
+        while (!done()) {
+            if (real.elapsed() > 20'000)
+                return false;
+            QTest::qWait(5);
+            if (state().pythonProcess().latestEvent() || !state().pythonProcess().isChildRunning())
+                time.advance(0.1);
+        }
+        return true;
+    }
+};
+
+TEST_F(KeyboardCaptureTest, AWholeCaptureFromSetupToResultsOnKeyPressesOnly) {
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    ASSERT_EQ(window->currentScreenName(), u"setup"_s);
+
+    // Setup: a name in the location field, an open-ended run, then Control-Return.
+    ASSERT_TRUE(tabTo(u"Location"_s));
+    type(u"Gate 12"_s);
+    ASSERT_TRUE(tabTo(u"Timed Test"_s));
+    press(Qt::Key_Right);
+    ASSERT_EQ(QApplication::focusWidget()->accessibleName(), u"Run Continuously"_s);
+    press(Qt::Key_Space);
+    press(Qt::Key_Return, Qt::ControlModifier);
+    ASSERT_EQ(window->currentScreenName(), u"running"_s);
+
+    // Running: let the tool measure a while, then Tab to "Stop Test" and press Space.
+    ASSERT_TRUE(runUntil([&] { return state().latencyPoints().size() >= 20; }));
+    window->activateWindow();
+    ASSERT_TRUE(tabTo(u"Stop Test"_s));
+    press(Qt::Key_Space);
+    EXPECT_EQ(window->currentScreenName(), u"finishing"_s);
+
+    // The tool writes its files and ends; the reveal takes the keyboard's focus and Return skips it.
+    ASSERT_TRUE(runUntil([&] { return window->currentScreenName() == u"celebration"_s; }));
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    press(Qt::Key_Tab);
+    press(Qt::Key_Return);
+    ASSERT_EQ(window->currentScreenName(), u"results"_s);
+    EXPECT_TRUE(state().captureId());
+    EXPECT_EQ(state().captureLocation(), u"Gate 12"_s);
+    EXPECT_FALSE(state().errorMessage());
+    ASSERT_TRUE(runUntil([&] { return !state().pythonProcess().isChildRunning(); }));
+
+    // Results: "New Test" by keyboard leads back to the setup screen.
+    ASSERT_TRUE(tabTo(u"New Test"_s));
+    press(Qt::Key_Return);
+    EXPECT_EQ(window->currentScreenName(), u"setup"_s);
+}
+
+} // namespace
