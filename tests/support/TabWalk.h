@@ -5,6 +5,7 @@
 #include <QAbstractButton>
 #include <QAbstractScrollArea>
 #include <QButtonGroup>
+#include <QImage>
 #include <QApplication>
 #include <QLabel>
 #include <QList>
@@ -21,6 +22,8 @@ namespace TabWalk {
 struct Round {
     QList<QWidget*> reached;
     bool cycled = false;
+    // Stops that looked the same with the focus as without it: the user couldn't see where it was.
+    QList<QWidget*> unseenFocus;
 };
 
 inline QString describe(const QWidget* widget) {
@@ -50,12 +53,17 @@ inline Round walk(QWidget& window, int limit = 120) {
     if (!QTest::qWaitForWindowActive(&window))
         return {};
     Round round;
+    QImage focusedLook;
     for (int press = 0; press < limit; ++press) {
         QTest::keyClick(window.windowHandle(), Qt::Key_Tab);
         QApplication::processEvents();
         QWidget* focused = QApplication::focusWidget();
+        if (!round.reached.isEmpty() && focused != round.reached.last() &&
+            round.reached.last()->grab().toImage() == focusedLook)
+            round.unseenFocus.append(round.reached.last());
         if (!focused)
             break;
+        focusedLook = focused->grab().toImage();
         if (!round.reached.isEmpty() && focused == round.reached.first()) {
             round.cycled = true;
             break;
@@ -131,6 +139,8 @@ inline QList<QWidget*> expectEveryControlReachedAndNamed(QWidget& window) {
             << "no accessible name: " << describe(reached).toStdString();
         EXPECT_TRUE(reached->isVisible()) << "focus on a hidden " << describe(reached).toStdString();
     }
+    for (QWidget* unseen : round.unseenFocus)
+        ADD_FAILURE() << "the focus doesn't show on " << describe(unseen).toStdString();
     for (QWidget* link : mouseOnlyLinks(window))
         ADD_FAILURE() << "a link only a mouse can follow: " << describe(link).toStdString();
     return round.reached;

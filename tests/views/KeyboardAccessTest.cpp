@@ -20,6 +20,7 @@
 #include "views/CapturePickerWindow.h"
 #include "views/SettingsView.h"
 #include "views/StatCardView.h"
+#include "views/Theme.h"
 
 #include <gtest/gtest.h>
 
@@ -56,6 +57,19 @@ protected:
     void TearDown() override {
         window.reset();
         app.reset();
+        Theme::apply(*qApp, Theme::Scheme::Light);
+    }
+
+    // The round of Tab in the light scheme, then in the dark one; the stops of the last round.
+    static QList<QWidget*> walkInBothSchemes(QWidget& shown) {
+        QList<QWidget*> stops;
+        for (const auto scheme : {Theme::Scheme::Light, Theme::Scheme::Dark}) {
+            SCOPED_TRACE(Theme::name(scheme));
+            Theme::apply(*qApp, scheme);
+            QApplication::processEvents();
+            stops = TabWalk::expectEveryControlReachedAndNamed(shown);
+        }
+        return stops;
     }
 
     AppState& state() { return app->appState(); }
@@ -124,7 +138,7 @@ protected:
 
 TEST_F(KeyboardAccessTest, SetupScreenEveryControlByTabWithAName) {
     ASSERT_EQ(window->currentScreenName(), u"setup"_s);
-    const QList<QWidget*> stops = TabWalk::expectEveryControlReachedAndNamed(*window);
+    const QList<QWidget*> stops = walkInBothSchemes(*window);
     EXPECT_GE(stops.size(), 6);
 }
 
@@ -136,7 +150,7 @@ TEST_F(KeyboardAccessTest, RunningScreenEveryControlByTabWithAName) {
     time.advance(1.0);
     QApplication::processEvents();
     ASSERT_EQ(window->currentScreenName(), u"running"_s);
-    const QList<QWidget*> stops = TabWalk::expectEveryControlReachedAndNamed(*window);
+    const QList<QWidget*> stops = walkInBothSchemes(*window);
     EXPECT_FALSE(stops.isEmpty());
     expectCardsSpoken();
     expectChartsSpoken();
@@ -145,7 +159,7 @@ TEST_F(KeyboardAccessTest, RunningScreenEveryControlByTabWithAName) {
 TEST_F(KeyboardAccessTest, FinishingScreenHasANameAndNoControlOutOfReach) {
     AppStateTestAccess::setScreen(state(), Screen::finishing);
     QApplication::processEvents();
-    TabWalk::expectEveryControlReachedAndNamed(*window);
+    walkInBothSchemes(*window);
     QWidget* page = window->findChild<QWidget*>(u"finishing"_s);
     ASSERT_NE(page, nullptr);
     EXPECT_FALSE(page->accessibleName().isEmpty());
@@ -157,7 +171,7 @@ TEST_F(KeyboardAccessTest, CelebrationScreenTakesTheFocusAndReturnSkipsToTheResu
         feed(CaptureLines::ping(24, second));
     feed(CaptureLines::complete(60));
     ASSERT_EQ(window->currentScreenName(), u"celebration"_s);
-    const QList<QWidget*> stops = TabWalk::expectEveryControlReachedAndNamed(*window);
+    const QList<QWidget*> stops = walkInBothSchemes(*window);
     ASSERT_EQ(stops.size(), 1);
     EXPECT_FALSE(stops.first()->accessibleDescription().isEmpty()) << "the thanks, in words";
     press(Qt::Key_Return);
@@ -180,7 +194,7 @@ TEST_F(KeyboardAccessTest, ResultsScreenEveryControlByTabWithAName) {
     state().loadCapture(testDataPath(u"analyze/wifi_capture_20260314T093000Z.csv"_s));
     QApplication::processEvents();
     ASSERT_EQ(window->currentScreenName(), u"results"_s);
-    const QList<QWidget*> stops = TabWalk::expectEveryControlReachedAndNamed(*window);
+    const QList<QWidget*> stops = walkInBothSchemes(*window);
     EXPECT_GE(stops.size(), 3);
     expectCardsSpoken();
     expectChartsSpoken();
@@ -191,13 +205,13 @@ TEST_F(KeyboardAccessTest, DiagnosticsScreenEveryControlByTabWithAName) {
     ASSERT_TRUE(DiagnosisScenario::enterAndFinish(state(), u"uv: boom"_s));
     QApplication::processEvents();
     ASSERT_EQ(window->currentScreenName(), u"diagnostics"_s);
-    const QList<QWidget*> stops = TabWalk::expectEveryControlReachedAndNamed(*window);
+    const QList<QWidget*> stops = walkInBothSchemes(*window);
     EXPECT_GE(stops.size(), 2);
 }
 
 TEST_F(KeyboardAccessTest, SettingsWindowEveryControlByTabWithAName) {
     SettingsView* settings = window->openSettings();
-    const QList<QWidget*> stops = TabWalk::expectEveryControlReachedAndNamed(*settings);
+    const QList<QWidget*> stops = walkInBothSchemes(*settings);
     EXPECT_GE(stops.size(), 2);
 }
 
@@ -211,7 +225,7 @@ TEST_F(KeyboardAccessTest, CaptureHistoryEveryControlByTabWithAName) {
     while (history->screen().library().isLoading())
         ASSERT_TRUE(changed.wait(60'000));
     QApplication::processEvents();
-    const QList<QWidget*> stops = TabWalk::expectEveryControlReachedAndNamed(*history);
+    const QList<QWidget*> stops = walkInBothSchemes(*history);
     EXPECT_TRUE(stops.contains(history->table()));
     history->close();
     CaptureLibraryModel::scanPool().waitForDone();
@@ -230,12 +244,13 @@ TEST_F(KeyboardAccessTest, MenuListsTheShortcutsOfQuitSettingsAndHistory) {
     }
     EXPECT_TRUE(shown.contains(u"Quit Norvane Ctrl+Q"_s)) << shown.join(u", "_s).toStdString();
     EXPECT_TRUE(shown.contains(u"Settings... Ctrl+,"_s)) << shown.join(u", "_s).toStdString();
-    EXPECT_TRUE(shown.contains(u"Test History Ctrl+Y"_s)) << shown.join(u", "_s).toStdString();
+    EXPECT_TRUE(shown.contains(u"Test History Ctrl+H"_s)) << shown.join(u", "_s).toStdString();
 }
 
-TEST_F(KeyboardAccessTest, SettingsAndHistoryOpenFromTheirShortcuts) {
+TEST_F(KeyboardAccessTest, SettingsAndHistoryOpenFromTheirShortcutsEvenWhileTyping) {
     window->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    ASSERT_TRUE(qobject_cast<QLineEdit*>(QApplication::focusWidget())) << "the setup screen opens in a field";
     press(Qt::Key_Comma, Qt::ControlModifier);
     SettingsView* settings = window->findChild<SettingsView*>();
     ASSERT_NE(settings, nullptr);
@@ -243,7 +258,8 @@ TEST_F(KeyboardAccessTest, SettingsAndHistoryOpenFromTheirShortcuts) {
     settings->close();
     window->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
-    press(Qt::Key_Y, Qt::ControlModifier);
+    ASSERT_TRUE(qobject_cast<QLineEdit*>(QApplication::focusWidget()));
+    press(Qt::Key_H, Qt::ControlModifier);
     const QList<CapturePickerWindow*> open = window->findChildren<CapturePickerWindow*>();
     ASSERT_EQ(open.size(), 1);
     open.first()->close();

@@ -201,8 +201,12 @@ void BootstrapView::applyColours() {
     m_failureBlock->setStyleSheet(uR"(
 QPushButton#prominent { background: %1; color: %2; border: none; border-radius: 6px; padding: 0.45em 1.6em; font-weight: 600; }
 QPushButton#plain { border: none; color: %3; padding: 0.2em 0.5em; }
+QPushButton#prominent:focus { border: 2px solid %5; }
+QPushButton#plain:focus { border: 1px solid %3; border-radius: 4px; }
 QPlainTextEdit#detailPanel { border-radius: 6px; color: %4; }
 )"_s.arg(colours.color(QPalette::Highlight).name(), colours.color(QPalette::HighlightedText).name(),
-         colours.color(QPalette::Link).name(), cssColour(colours.color(QPalette::PlaceholderText))));
+         colours.color(QPalette::Link).name(), cssColour(colours.color(QPalette::PlaceholderText)),
+         Theme::isDark(colours) ? colours.color(QPalette::HighlightedText).name()
+                                : colours.color(QPalette::Highlight).darker(150).name()));
     applyFonts();
 }
