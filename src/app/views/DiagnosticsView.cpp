@@ -158,6 +158,7 @@ public:
     explicit ErrorText(QWidget* parent)
         : QTextEdit(parent) {
         setObjectName(u"errorPanel"_s);
+        setAccessibleName(u"Error"_s);
         setReadOnly(true);
         setAcceptRichText(false);
         setFrameShape(QFrame::NoFrame);
