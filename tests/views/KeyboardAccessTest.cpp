@@ -258,6 +258,7 @@ TEST_F(KeyboardAccessTest, MenuListsTheShortcutsOfQuitSettingsAndHistory) {
     EXPECT_TRUE(shown.contains(u"Quit Norvane Ctrl+Q"_s)) << shown.join(u", "_s).toStdString();
     EXPECT_TRUE(shown.contains(u"Settings... Ctrl+,"_s)) << shown.join(u", "_s).toStdString();
     EXPECT_TRUE(shown.contains(u"Test History Ctrl+H"_s)) << shown.join(u", "_s).toStdString();
+    EXPECT_TRUE(shown.contains(u"Start Monitoring Ctrl+Return"_s)) << shown.join(u", "_s).toStdString();
 }
 
 TEST_F(KeyboardAccessTest, SettingsAndHistoryOpenFromTheirShortcutsEvenWhileTyping) {
@@ -347,6 +348,32 @@ TEST_F(KeyboardCaptureTest, AWholeCaptureFromSetupToResultsOnKeyPressesOnly) {
     ASSERT_TRUE(tabTo(u"New Test"_s));
     press(Qt::Key_Return);
     EXPECT_EQ(window->currentScreenName(), u"setup"_s);
+}
+
+TEST_F(KeyboardCaptureTest, StartMonitoringFromTheMenuByKeyboardOnceTheSetupHasAName) {
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    QAction* start = nullptr;
+    QMenu* menu = window->menuBar()->actions().first()->menu();
+    for (QAction* item : menu->actions()) {
+        if (item->text() == u"Start Monitoring"_s)
+            start = item;
+    }
+    ASSERT_NE(start, nullptr);
+    EXPECT_FALSE(start->isEnabled()) << "nothing to name the capture by yet";
+    ASSERT_TRUE(tabTo(u"Location"_s));
+    type(u"Gate 12"_s);
+    EXPECT_TRUE(start->isEnabled());
+
+    // Alt and the menu's underlined letter open it; the arrows go down to the entry, Return chooses it.
+    press(Qt::Key_N, Qt::AltModifier);
+    ASSERT_EQ(QApplication::activePopupWidget(), menu);
+    for (int step = 0; step < 10 && menu->activeAction() != start; ++step)
+        QTest::keyClick(menu, Qt::Key_Down);
+    ASSERT_EQ(menu->activeAction(), start);
+    QTest::keyClick(menu, Qt::Key_Return);
+    ASSERT_TRUE(runUntil([&] { return window->currentScreenName() == u"running"_s; }));
+    EXPECT_FALSE(start->isEnabled()) << "only while the setup screen shows";
 }
 
 } // namespace
