@@ -4,9 +4,9 @@
 
 #include <QAbstractButton>
 #include <QAbstractScrollArea>
+#include <QApplication>
 #include <QButtonGroup>
 #include <QImage>
-#include <QApplication>
 #include <QLabel>
 #include <QList>
 #include <QString>

@@ -275,9 +275,10 @@ void CelebrationView::paintEvent(QPaintEvent*) {
         if (hasFocus()) {
             // The keyboard's focus is on the screen itself: a frame round the hint shows what Return does.
             const int margin = layout.unit / 3;
-            const QRect words = QFontMetrics(layout.hintFont)
-                                    .boundingRect(layout.hint, Qt::AlignCenter, CelebrationScreen::skipHintText)
-                                    .adjusted(-margin * 2, -margin, margin * 2, margin);
+            const QRect words =
+                QFontMetrics(layout.hintFont)
+                    .boundingRect(layout.hint, Qt::AlignCenter, CelebrationScreen::skipHintText)
+                    .adjusted(-margin * 2, -margin, margin * 2, margin);
             painter.setPen(QPen(palette().color(QPalette::Highlight), 2));
             painter.setBrush(Qt::NoBrush);
             painter.drawRoundedRect(words, margin, margin);
