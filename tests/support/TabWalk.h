@@ -1,5 +1,7 @@
 #pragma once
 
+#include "views/Theme.h"
+
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
@@ -144,6 +146,19 @@ inline QList<QWidget*> expectEveryControlReachedAndNamed(QWidget& window) {
     for (QWidget* link : mouseOnlyLinks(window))
         ADD_FAILURE() << "a link only a mouse can follow: " << describe(link).toStdString();
     return round.reached;
+}
+
+// The same round in the dark scheme, then in the light one, which stays as every view test expects; the
+// stops of the last round.
+inline QList<QWidget*> expectInBothSchemes(QWidget& window) {
+    QList<QWidget*> stops;
+    for (const auto scheme : {Theme::Scheme::Dark, Theme::Scheme::Light}) {
+        SCOPED_TRACE(Theme::name(scheme));
+        Theme::apply(*qApp, scheme);
+        QApplication::processEvents();
+        stops = expectEveryControlReachedAndNamed(window);
+    }
+    return stops;
 }
 
 } // namespace TabWalk

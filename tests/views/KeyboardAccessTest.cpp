@@ -14,13 +14,13 @@
 #include "support/AppStateTestAccess.h"
 #include "support/CaptureLines.h"
 #include "support/DiagnosisScenario.h"
+#include "support/PumpUntil.h"
 #include "support/TabWalk.h"
 #include "support/TempHome.h"
 #include "support/TestPaths.h"
 #include "views/CapturePickerWindow.h"
 #include "views/SettingsView.h"
 #include "views/StatCardView.h"
-#include "views/Theme.h"
 
 #include <gtest/gtest.h>
 
@@ -28,7 +28,6 @@
 #include <QApplication>
 #include <QChartView>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QLineEdit>
 #include <QMenu>
@@ -57,19 +56,6 @@ protected:
     void TearDown() override {
         window.reset();
         app.reset();
-        Theme::apply(*qApp, Theme::Scheme::Light);
-    }
-
-    // The round of Tab in the light scheme, then in the dark one; the stops of the last round.
-    static QList<QWidget*> walkInBothSchemes(QWidget& shown) {
-        QList<QWidget*> stops;
-        for (const auto scheme : {Theme::Scheme::Light, Theme::Scheme::Dark}) {
-            SCOPED_TRACE(Theme::name(scheme));
-            Theme::apply(*qApp, scheme);
-            QApplication::processEvents();
-            stops = TabWalk::expectEveryControlReachedAndNamed(shown);
-        }
-        return stops;
     }
 
     AppState& state() { return app->appState(); }
@@ -94,38 +80,31 @@ protected:
         return false;
     }
 
-    // Every figure card shown says its title, figure and rating in words.
-    void expectCardsSpoken() {
-        const QList<StatCardView*> cards = window->findChildren<StatCardView*>();
-        int shown = 0;
-        for (const StatCardView* card : cards) {
-            if (!card->isVisible())
+    // Every widget of the kind on show has a name and, in words, what it shows; returns them.
+    template <typename Shown> QList<Shown*> expectSpoken() {
+        QList<Shown*> shown;
+        const QList<Shown*> all = window->findChildren<Shown*>();
+        for (Shown* widget : all) {
+            if (!widget->isVisible())
                 continue;
-            ++shown;
-            EXPECT_FALSE(card->accessibleName().isEmpty());
-            EXPECT_FALSE(card->accessibleDescription().isEmpty()) << card->accessibleName().toStdString();
-            const std::optional<QString> rating = card->card().ratingLine();
-            if (rating) {
+            shown.append(widget);
+            EXPECT_FALSE(widget->accessibleName().isEmpty());
+            EXPECT_FALSE(widget->accessibleDescription().isEmpty()) << widget->accessibleName().toStdString();
+        }
+        EXPECT_FALSE(shown.isEmpty());
+        return shown;
+    }
+
+    // A figure card says its rating, which its colour shows, in words too.
+    void expectCardsSpoken() {
+        for (const StatCardView* card : expectSpoken<StatCardView>()) {
+            if (const std::optional<QString> rating = card->card().ratingLine()) {
                 EXPECT_TRUE(card->accessibleDescription().contains(u"Rating: "_s + *rating))
                     << card->accessibleDescription().toStdString();
             }
         }
-        EXPECT_GT(shown, 0);
     }
-
-    // Every chart shown carries a name and its figures in words.
-    void expectChartsSpoken() {
-        const QList<QChartView*> charts = window->findChildren<QChartView*>();
-        int shown = 0;
-        for (const QChartView* chart : charts) {
-            if (!chart->isVisible())
-                continue;
-            ++shown;
-            EXPECT_FALSE(chart->accessibleName().isEmpty());
-            EXPECT_FALSE(chart->accessibleDescription().isEmpty()) << chart->accessibleName().toStdString();
-        }
-        EXPECT_GT(shown, 0);
-    }
+    void expectChartsSpoken() { expectSpoken<QChartView>(); }
 
     TempHome home;
     VirtualClock time;
@@ -138,7 +117,7 @@ protected:
 
 TEST_F(KeyboardAccessTest, SetupScreenEveryControlByTabWithAName) {
     ASSERT_EQ(window->currentScreenName(), u"setup"_s);
-    const QList<QWidget*> stops = walkInBothSchemes(*window);
+    const QList<QWidget*> stops = TabWalk::expectInBothSchemes(*window);
     EXPECT_GE(stops.size(), 6);
 }
 
@@ -150,7 +129,7 @@ TEST_F(KeyboardAccessTest, RunningScreenEveryControlByTabWithAName) {
     time.advance(1.0);
     QApplication::processEvents();
     ASSERT_EQ(window->currentScreenName(), u"running"_s);
-    const QList<QWidget*> stops = walkInBothSchemes(*window);
+    const QList<QWidget*> stops = TabWalk::expectInBothSchemes(*window);
     EXPECT_FALSE(stops.isEmpty());
     expectCardsSpoken();
     expectChartsSpoken();
@@ -159,7 +138,7 @@ TEST_F(KeyboardAccessTest, RunningScreenEveryControlByTabWithAName) {
 TEST_F(KeyboardAccessTest, FinishingScreenHasANameAndNoControlOutOfReach) {
     AppStateTestAccess::setScreen(state(), Screen::finishing);
     QApplication::processEvents();
-    walkInBothSchemes(*window);
+    TabWalk::expectInBothSchemes(*window);
     QWidget* page = window->findChild<QWidget*>(u"finishing"_s);
     ASSERT_NE(page, nullptr);
     EXPECT_FALSE(page->accessibleName().isEmpty());
@@ -171,7 +150,7 @@ TEST_F(KeyboardAccessTest, CelebrationScreenTakesTheFocusAndReturnSkipsToTheResu
         feed(CaptureLines::ping(24, second));
     feed(CaptureLines::complete(60));
     ASSERT_EQ(window->currentScreenName(), u"celebration"_s);
-    const QList<QWidget*> stops = walkInBothSchemes(*window);
+    const QList<QWidget*> stops = TabWalk::expectInBothSchemes(*window);
     ASSERT_EQ(stops.size(), 1);
     EXPECT_FALSE(stops.first()->accessibleDescription().isEmpty()) << "the thanks, in words";
     press(Qt::Key_Return);
@@ -194,7 +173,7 @@ TEST_F(KeyboardAccessTest, ResultsScreenEveryControlByTabWithAName) {
     state().loadCapture(testDataPath(u"analyze/wifi_capture_20260314T093000Z.csv"_s));
     QApplication::processEvents();
     ASSERT_EQ(window->currentScreenName(), u"results"_s);
-    const QList<QWidget*> stops = walkInBothSchemes(*window);
+    const QList<QWidget*> stops = TabWalk::expectInBothSchemes(*window);
     EXPECT_GE(stops.size(), 3);
     expectCardsSpoken();
     expectChartsSpoken();
@@ -208,7 +187,7 @@ TEST_F(KeyboardAccessTest, DiagnosticsScreenEveryControlByTabWithAName) {
                  u"ModuleNotFoundError: No module named 'norvane'"_s));
     QApplication::processEvents();
     ASSERT_EQ(window->currentScreenName(), u"diagnostics"_s);
-    const QList<QWidget*> stops = walkInBothSchemes(*window);
+    const QList<QWidget*> stops = TabWalk::expectInBothSchemes(*window);
     EXPECT_GE(stops.size(), 2);
 
     // "Show Error" opens by keyboard, and the panel of the tool's words is one more stop.
@@ -219,12 +198,12 @@ TEST_F(KeyboardAccessTest, DiagnosticsScreenEveryControlByTabWithAName) {
     QWidget* panel = window->findChild<QWidget*>(u"errorPanel"_s);
     ASSERT_NE(panel, nullptr);
     ASSERT_TRUE(panel->isVisible());
-    EXPECT_TRUE(walkInBothSchemes(*window).contains(panel));
+    EXPECT_TRUE(TabWalk::expectInBothSchemes(*window).contains(panel));
 }
 
 TEST_F(KeyboardAccessTest, SettingsWindowEveryControlByTabWithAName) {
     SettingsView* settings = window->openSettings();
-    const QList<QWidget*> stops = walkInBothSchemes(*settings);
+    const QList<QWidget*> stops = TabWalk::expectInBothSchemes(*settings);
     EXPECT_GE(stops.size(), 2);
 }
 
@@ -238,7 +217,7 @@ TEST_F(KeyboardAccessTest, CaptureHistoryEveryControlByTabWithAName) {
     while (history->screen().library().isLoading())
         ASSERT_TRUE(changed.wait(60'000));
     QApplication::processEvents();
-    const QList<QWidget*> stops = walkInBothSchemes(*history);
+    const QList<QWidget*> stops = TabWalk::expectInBothSchemes(*history);
     EXPECT_TRUE(stops.contains(history->table()));
     history->close();
     CaptureLibraryModel::scanPool().waitForDone();
@@ -293,19 +272,13 @@ protected:
         qunsetenv("NORVANE_SIM_SPEED");
     }
 
-    // Pumps the child's output until the condition holds or twenty real seconds have passed; virtual
-    // time moves only once the tool has spoken, so a slow start can't set off the startup watchdog.
+    // Pumps the child's output until the condition holds; virtual time moves only once the tool has
+    // spoken, so a slow start can't set off the startup watchdog.
     bool runUntil(const std::function<bool()>& done) {
-        QElapsedTimer real;
-        real.start();
-        while (!done()) {
-            if (real.elapsed() > 20'000)
-                return false;
-            QTest::qWait(5);
+        return pumpUntil(done, [this] {
             if (state().pythonProcess().latestEvent() || !state().pythonProcess().isChildRunning())
                 time.advance(0.1);
-        }
-        return true;
+        });
     }
 };
 

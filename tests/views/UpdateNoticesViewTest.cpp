@@ -396,25 +396,10 @@ TEST_F(UpdateNoticesViewTest, CheckForUpdatesWhileDisabledAsksNothing) {
 
 // --- By keyboard ----------------------------------------------------------------------------------
 
-namespace {
-
-QList<QWidget*> walkInBothSchemes(QWidget& window) {
-    QList<QWidget*> stops;
-    for (const auto scheme : {Theme::Scheme::Light, Theme::Scheme::Dark}) {
-        SCOPED_TRACE(Theme::name(scheme));
-        Theme::apply(*qApp, scheme);
-        QApplication::processEvents();
-        stops = TabWalk::expectEveryControlReachedAndNamed(window);
-    }
-    return stops;
-}
-
-} // namespace
-
 TEST_F(UpdateNoticesViewTest, NoticeAndOrangeBannersEveryControlByTabWithANameAndContinueByKeyboard) {
     launchBelowMinimum();
     ASSERT_TRUE(noticeShown());
-    const QList<QWidget*> stops = walkInBothSchemes(*window);
+    const QList<QWidget*> stops = TabWalk::expectInBothSchemes(*window);
     EXPECT_TRUE(stops.contains(notice()->downloadButton()));
     EXPECT_TRUE(stops.contains(notice()->continueButton()));
     EXPECT_TRUE(stops.contains(notice()->quitButton()));
@@ -427,10 +412,10 @@ TEST_F(UpdateNoticesViewTest, NoticeAndOrangeBannersEveryControlByTabWithANameAn
     EXPECT_FALSE(window->isUpdateGateShown());
 
     ASSERT_NE(banner(), nullptr);
-    EXPECT_TRUE(walkInBothSchemes(*window).contains(banner()->button()));
+    EXPECT_TRUE(TabWalk::expectInBothSchemes(*window).contains(banner()->button()));
     showResults();
     ASSERT_NE(banner(), nullptr);
-    EXPECT_TRUE(walkInBothSchemes(*window).contains(banner()->button()));
+    EXPECT_TRUE(TabWalk::expectInBothSchemes(*window).contains(banner()->button()));
 }
 
 TEST_F(UpdateNoticesViewTest, NeutralBannerReachedByTabWithAName) {
@@ -438,5 +423,5 @@ TEST_F(UpdateNoticesViewTest, NeutralBannerReachedByTabWithAName) {
     findUpdate(&updater);
     QApplication::processEvents();
     ASSERT_TRUE(banner()->isVisible());
-    EXPECT_TRUE(walkInBothSchemes(*window).contains(banner()->button()));
+    EXPECT_TRUE(TabWalk::expectInBothSchemes(*window).contains(banner()->button()));
 }
