@@ -32,6 +32,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTableView>
@@ -219,6 +220,25 @@ TEST_F(KeyboardAccessTest, CaptureHistoryEveryControlByTabWithAName) {
     QApplication::processEvents();
     const QList<QWidget*> stops = TabWalk::expectInBothSchemes(*history);
     EXPECT_TRUE(stops.contains(history->table()));
+
+    // A row's menu opens from the keyboard's menu key, and "Delete" in it asks first.
+    for (int press = 0; press < 10 && QApplication::focusWidget() != history->table(); ++press)
+        QTest::keyClick(history->windowHandle(), Qt::Key_Tab);
+    ASSERT_EQ(QApplication::focusWidget(), history->table());
+    QTest::keyClick(history->windowHandle(), Qt::Key_Down);
+    QTest::keyClick(history->windowHandle(), Qt::Key_Menu);
+    QMenu* menu = history->rowMenu();
+    ASSERT_NE(menu, nullptr);
+    for (int step = 0; step < 5 && (!menu->activeAction() || menu->activeAction()->text() != u"Delete"_s);
+         ++step)
+        QTest::keyClick(menu, Qt::Key_Down);
+    ASSERT_NE(menu->activeAction(), nullptr);
+    QTest::keyClick(menu, Qt::Key_Return);
+    QApplication::processEvents();
+    ASSERT_NE(history->deleteAlert(), nullptr);
+    QTest::keyClick(history->deleteAlert(), Qt::Key_Escape);
+    QApplication::processEvents();
+    EXPECT_TRUE(QFile::exists(folder + u"/wifi_capture_20260314T093000Z.csv"_s));
     history->close();
     CaptureLibraryModel::scanPool().waitForDone();
     QApplication::processEvents();

@@ -381,6 +381,11 @@ void CapturePickerWindow::keyPressEvent(QKeyEvent* event) {
         if (m_pages->currentWidget() == m_tablePage && m_loadButton->isEnabled())
             m_loadButton->click();
         return;
+    case Qt::Key_Menu:
+        // The keyboard's way to a row's menu: at the table's current row, as a right click is at its own.
+        if (m_table && m_table->hasFocus() && m_table->currentIndex().isValid())
+            openRowMenu(m_table->visualRect(m_table->currentIndex()).center());
+        return;
     default:
         QWidget::keyPressEvent(event);
     }
