@@ -7,10 +7,10 @@
 #include <QPointer>
 
 class CapturePickerWindow;
-class QAction;
 class CheckForUpdatesViewModel;
 class NorvaneApp;
 class SettingsView;
+class QAction;
 class QMessageBox;
 class QStackedWidget;
 
