@@ -272,8 +272,9 @@ void CelebrationView::paintEvent(QPaintEvent*) {
         painter.setPen(text);
         painter.drawText(layout.hint, Qt::AlignCenter, CelebrationScreen::skipHintText);
         m_drawnTexts << CelebrationScreen::skipHintText;
-        if (hasFocus()) {
-            // The keyboard's focus is on the screen itself: a frame round the hint shows what Return does.
+        if (hasFocus() && window()->testAttribute(Qt::WA_KeyboardFocusChange)) {
+            // The keyboard is in use and its focus is on the screen itself: a frame round the hint shows
+            // what Return does.
             const int margin = layout.unit / 3;
             const QRect words =
                 QFontMetrics(layout.hintFont)
