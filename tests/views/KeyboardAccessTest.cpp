@@ -165,14 +165,15 @@ TEST_F(KeyboardAccessTest, CelebrationScreenTakesTheFocusAndReturnSkipsToTheResu
     EXPECT_EQ(window->currentScreenName(), u"results"_s);
 }
 
-TEST_F(KeyboardAccessTest, CelebrationScreenSpaceSkipsToo) {
+TEST_F(KeyboardAccessTest, CelebrationScreenHoldsTheFocusAsItComesAndSpaceSkipsToo) {
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
     state().startReplay(CaptureConfig{});
     feed(CaptureLines::ping(24, 1));
     feed(CaptureLines::complete(60));
     ASSERT_EQ(window->currentScreenName(), u"celebration"_s);
-    window->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
-    press(Qt::Key_Tab);
+    ASSERT_NE(QApplication::focusWidget(), nullptr);
+    EXPECT_EQ(QApplication::focusWidget()->objectName(), u"celebration"_s);
     press(Qt::Key_Space);
     EXPECT_EQ(window->currentScreenName(), u"results"_s);
 }
