@@ -19,6 +19,7 @@
 #include "support/TempHome.h"
 #include "support/TestPaths.h"
 #include "views/CapturePickerWindow.h"
+#include "views/ResultsLatencyChartView.h"
 #include "views/SettingsView.h"
 #include "views/StatCardView.h"
 
@@ -186,6 +187,15 @@ TEST_F(KeyboardAccessTest, ResultsScreenEveryControlByTabWithAName) {
     EXPECT_GE(stops.size(), 3);
     expectCardsSpoken();
     expectChartsSpoken();
+
+    // A series of the latency chart goes and comes back by Space on its legend entry.
+    auto* chart = window->findChild<ResultsLatencyChartView*>();
+    ASSERT_NE(chart, nullptr);
+    ASSERT_TRUE(tabTo(u"ICMP"_s));
+    press(Qt::Key_Space);
+    EXPECT_EQ(chart->hiddenSeries().size(), 1);
+    press(Qt::Key_Space);
+    EXPECT_TRUE(chart->hiddenSeries().isEmpty());
 }
 
 TEST_F(KeyboardAccessTest, DiagnosticsScreenEveryControlByTabWithAName) {
