@@ -1,5 +1,6 @@
 #include "screens/LiveLatencyChart.h"
 
+#include "capture/SharedFigures.h"
 #include "screens/ProbeColors.h"
 #include "screens/ResultsPalette.h"
 
@@ -176,6 +177,26 @@ double rebuildDelaySeconds(const std::optional<QDateTime>& lastRebuild, const QD
     if (since < 0 || since >= rebuildIntervalSeconds)
         return 0;
     return rebuildIntervalSeconds - since;
+}
+
+QString spokenSummary(std::span<const LatencyPoint> window) {
+    QList<double> rtts;
+    qsizetype lost = 0;
+    for (const LatencyPoint& point : window) {
+        if (point.rttMs)
+            rtts.append(*point.rttMs);
+        if (point.loss)
+            ++lost;
+    }
+    auto wholeMs = [](double value) { return QString::number(qint64(value)) + u" ms"_s; };
+    QStringList parts{window.size() == 1 ? u"1 sample"_s : u"%1 samples"_s.arg(window.size())};
+    if (!rtts.isEmpty())
+        parts.append(u"latest "_s + wholeMs(rtts.last()));
+    if (const std::optional<double> middle = median(rtts))
+        parts.append(u"median "_s + wholeMs(*middle));
+    if (lost > 0)
+        parts.append(u"%1 lost"_s.arg(lost));
+    return parts.join(u", "_s);
 }
 
 } // namespace LiveLatencyChart

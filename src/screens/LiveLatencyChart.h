@@ -125,6 +125,11 @@ struct Frame {
 Frame frame(const QList<LatencyPoint>& latencyPoints, const QList<SpeedTestRange>& speedTestRanges,
             const QList<SpeedTestRange>& videoStreamingRanges, double elapsedSec, const QDateTime& now);
 
+// The chart in words, for a screen reader: how many samples it shows, the newest and the median round
+// trip among them in whole milliseconds, and how many were lost: "120 samples, latest 24 ms, median
+// 22 ms, 2 lost". A figure that isn't there is left out.
+QString spokenSummary(std::span<const LatencyPoint> window);
+
 // How long a rebuild asked for at `now` has to wait so that rebuilds stay `rebuildIntervalSeconds`
 // apart; 0 means at once.
 double rebuildDelaySeconds(const std::optional<QDateTime>& lastRebuild, const QDateTime& now);

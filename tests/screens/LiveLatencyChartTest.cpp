@@ -292,3 +292,16 @@ TEST(LiveLatencyChartPacing, RebuildsStayHalfASecondApart) {
     EXPECT_EQ(rebuildDelaySeconds(at(10), at(10.5)), 0);
     EXPECT_EQ(rebuildDelaySeconds(at(10), at(9)), 0) << "a clock that went back";
 }
+
+TEST(LiveLatencyChartSpoken, SaysTheSamplesTheNewestAndMedianRoundTripAndTheLosses) {
+    QList<LatencyPoint> points = pings({20.9, 30.2, 24.7});
+    points.append(sample(3, std::nullopt));
+    points.append(sample(4, std::nullopt));
+    EXPECT_EQ(spokenSummary(points), u"5 samples, latest 24 ms, median 24 ms, 2 lost"_s);
+}
+
+TEST(LiveLatencyChartSpoken, LeavesOutTheFiguresThatArentThere) {
+    EXPECT_EQ(spokenSummary(pings({12.0, 18.0})), u"2 samples, latest 18 ms, median 15 ms"_s);
+    const QList<LatencyPoint> lost{sample(0, std::nullopt)};
+    EXPECT_EQ(spokenSummary(lost), u"1 sample, 1 lost"_s);
+}

@@ -3,6 +3,7 @@
 #include "core/NorvaneApp.h"
 #include "screens/BootstrapScreen.h"
 #include "support/BootstrapSandbox.h"
+#include "support/TabWalk.h"
 #include "views/MainWindow.h"
 
 #include <gtest/gtest.h>
@@ -126,4 +127,23 @@ TEST_F(BootstrapViewTest, MainWindowWithoutUvShowsTheBootstrapView) {
     MainWindow window(app);
     EXPECT_EQ(window.currentScreenName(), u"bootstrapping"_s);
     EXPECT_NE(window.findChild<BootstrapView*>(), nullptr);
+}
+
+TEST_F(BootstrapViewTest, FailureEveryControlByTabWithANameInBothSchemes) {
+    env.set("NORVANE_SIM_BOOTSTRAP", "stderr:deps-no-solution");
+    BootstrapView view(*state);
+    view.resize(700, 800);
+    waitForRun(view, [&view] { view.show(); });
+    ASSERT_TRUE(view.retryButton()->isVisible());
+    click(view.detailsButton());
+    ASSERT_TRUE(view.detailPanel()->isVisible());
+    const QList<QWidget*> stops = TabWalk::expectInBothSchemes(view);
+    EXPECT_TRUE(stops.contains(view.retryButton()));
+    EXPECT_TRUE(stops.contains(view.copyButton()));
+
+    // Return on the focused "Retry" runs the install again.
+    env.unset("NORVANE_SIM_BOOTSTRAP");
+    view.retryButton()->setFocus(Qt::TabFocusReason);
+    waitForRun(view, [&view] { QTest::keyClick(view.windowHandle(), Qt::Key_Space); });
+    EXPECT_TRUE(view.readyIcon()->isVisible());
 }

@@ -9,6 +9,7 @@
 #include "support/AlertInput.h"
 #include "support/AppStateTestAccess.h"
 #include "support/NetworkFakes.h"
+#include "support/TabWalk.h"
 #include "support/TempHome.h"
 #include "support/UpdateStandIns.h"
 #include "views/MainWindow.h"
@@ -392,3 +393,35 @@ TEST_F(UpdateNoticesViewTest, CheckForUpdatesWhileDisabledAsksNothing) {
 } // namespace
 
 #include "UpdateNoticesViewTest.moc"
+
+// --- By keyboard ----------------------------------------------------------------------------------
+
+TEST_F(UpdateNoticesViewTest, NoticeAndOrangeBannersEveryControlByTabWithANameAndContinueByKeyboard) {
+    launchBelowMinimum();
+    ASSERT_TRUE(noticeShown());
+    const QList<QWidget*> stops = TabWalk::expectInBothSchemes(*window);
+    EXPECT_TRUE(stops.contains(notice()->downloadButton()));
+    EXPECT_TRUE(stops.contains(notice()->continueButton()));
+    EXPECT_TRUE(stops.contains(notice()->quitButton()));
+
+    for (int press = 0; press < 10 && QApplication::focusWidget() != notice()->continueButton(); ++press)
+        QTest::keyClick(window->windowHandle(), Qt::Key_Tab);
+    ASSERT_EQ(QApplication::focusWidget(), notice()->continueButton());
+    QTest::keyClick(window->windowHandle(), Qt::Key_Space);
+    QApplication::processEvents();
+    EXPECT_FALSE(window->isUpdateGateShown());
+
+    ASSERT_NE(banner(), nullptr);
+    EXPECT_TRUE(TabWalk::expectInBothSchemes(*window).contains(banner()->button()));
+    showResults();
+    ASSERT_NE(banner(), nullptr);
+    EXPECT_TRUE(TabWalk::expectInBothSchemes(*window).contains(banner()->button()));
+}
+
+TEST_F(UpdateNoticesViewTest, NeutralBannerReachedByTabWithAName) {
+    launchUpToDate();
+    findUpdate(&updater);
+    QApplication::processEvents();
+    ASSERT_TRUE(banner()->isVisible());
+    EXPECT_TRUE(TabWalk::expectInBothSchemes(*window).contains(banner()->button()));
+}

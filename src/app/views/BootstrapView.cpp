@@ -87,6 +87,7 @@ BootstrapView::BootstrapView(AppState& state, QWidget* parent)
     m_failure = centredLabel(QString(), m_failureBlock);
     m_retry = new QPushButton(BootstrapScreen::retryTitle(), m_failureBlock);
     m_retry->setObjectName(u"prominent"_s);
+    m_retry->setAccessibleName(BootstrapScreen::retryTitle());
     m_retry->setAutoDefault(false);
     m_details = new QPushButton(m_failureBlock);
     m_details->setObjectName(u"plain"_s);
@@ -96,6 +97,7 @@ BootstrapView::BootstrapView(AppState& state, QWidget* parent)
     m_detailBlock = new QWidget(m_failureBlock);
     m_detailPanel = new QPlainTextEdit(m_detailBlock);
     m_detailPanel->setObjectName(u"detailPanel"_s);
+    m_detailPanel->setAccessibleName(u"Installation details"_s);
     m_detailPanel->setReadOnly(true);
     m_detailPanel->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     m_detailPanel->setMaximumHeight(180);
@@ -166,10 +168,12 @@ void BootstrapView::refresh() {
     TextLabels::setText(m_failure, m_screen->failureMessage());
     m_details->setVisible(m_screen->showsDetailsButton());
     m_details->setText(m_screen->detailsButtonTitle());
+    m_details->setAccessibleName(m_screen->detailsButtonTitle());
     m_detailBlock->setVisible(m_screen->showsDetailPanel());
     if (m_detailPanel->toPlainText() != m_screen->detailText())
         m_detailPanel->setPlainText(m_screen->detailText());
     m_copy->setText(m_screen->copyButtonTitle());
+    m_copy->setAccessibleName(m_screen->copyButtonTitle());
     const int side = m_copy->fontMetrics().height();
     m_copy->setIcon(Icons::symbol(m_screen->copySymbol()));
     m_copy->setIconSize(QSize(side, side));
@@ -201,8 +205,12 @@ void BootstrapView::applyColours() {
     m_failureBlock->setStyleSheet(uR"(
 QPushButton#prominent { background: %1; color: %2; border: none; border-radius: 6px; padding: 0.45em 1.6em; font-weight: 600; }
 QPushButton#plain { border: none; color: %3; padding: 0.2em 0.5em; }
+QPushButton#prominent:focus { border: 2px solid %5; }
+QPushButton#plain:focus { border: 1px solid %3; border-radius: 4px; }
 QPlainTextEdit#detailPanel { border-radius: 6px; color: %4; }
 )"_s.arg(colours.color(QPalette::Highlight).name(), colours.color(QPalette::HighlightedText).name(),
-         colours.color(QPalette::Link).name(), cssColour(colours.color(QPalette::PlaceholderText))));
+         colours.color(QPalette::Link).name(), cssColour(colours.color(QPalette::PlaceholderText)),
+         Theme::isDark(colours) ? colours.color(QPalette::HighlightedText).name()
+                                : colours.color(QPalette::Highlight).darker(150).name()));
     applyFonts();
 }

@@ -197,6 +197,9 @@ QWidget* CapturePickerWindow::buildTablePage() {
 
     m_table = new QTableView;
     m_table->setModel(&library);
+    m_table->setAccessibleName(CapturePickerScreen::windowTitle);
+    // Tab leaves the table for the buttons; the arrow keys move between rows.
+    m_table->setTabKeyNavigation(false);
     m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_table->setSelectionMode(QAbstractItemView::SingleSelection);
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
@@ -377,6 +380,11 @@ void CapturePickerWindow::keyPressEvent(QKeyEvent* event) {
         // The default button's key; with nothing selected, or no table to select from, it does nothing.
         if (m_pages->currentWidget() == m_tablePage && m_loadButton->isEnabled())
             m_loadButton->click();
+        return;
+    case Qt::Key_Menu:
+        // The keyboard's way to a row's menu: at the table's current row, as a right click is at its own.
+        if (m_table && m_table->hasFocus() && m_table->currentIndex().isValid())
+            openRowMenu(m_table->visualRect(m_table->currentIndex()).center());
         return;
     default:
         QWidget::keyPressEvent(event);

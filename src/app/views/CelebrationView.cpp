@@ -8,6 +8,7 @@
 #include <QEvent>
 #include <QFontMetrics>
 #include <QHideEvent>
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
@@ -47,7 +48,8 @@ CelebrationView::CelebrationView(AppState& state, QWidget* parent)
     : QWidget(parent) {
     m_model = new CelebrationScreen(state, this);
     setAccessibleName(u"Capture complete"_s);
-    setFocusPolicy(Qt::NoFocus);
+    // The whole screen is the one control: what a click does, Return or Space does once it has the focus.
+    setFocusPolicy(Qt::StrongFocus);
     connect(m_model, &CelebrationScreen::changed, this, [this] {
         m_layout.size = QSize(); // rows and message may have changed
         setAccessibleDescription(m_model->message());
@@ -59,8 +61,10 @@ CelebrationView::CelebrationView(AppState& state, QWidget* parent)
 void CelebrationView::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
     // A window that comes back from the dock is not a new visit of the screen.
-    if (!event->spontaneous())
+    if (!event->spontaneous()) {
         m_model->appear();
+        setFocus(Qt::OtherFocusReason);
+    }
 }
 
 void CelebrationView::hideEvent(QHideEvent* event) {
@@ -82,6 +86,19 @@ void CelebrationView::changeEvent(QEvent* event) {
 void CelebrationView::mousePressEvent(QMouseEvent* event) {
     event->accept();
     m_model->advance();
+}
+
+void CelebrationView::keyPressEvent(QKeyEvent* event) {
+    switch (event->key()) {
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+    case Qt::Key_Space:
+        event->accept();
+        m_model->advance();
+        return;
+    default:
+        QWidget::keyPressEvent(event);
+    }
 }
 
 void CelebrationView::updateFrameTimer() {
@@ -255,6 +272,18 @@ void CelebrationView::paintEvent(QPaintEvent*) {
         painter.setPen(text);
         painter.drawText(layout.hint, Qt::AlignCenter, CelebrationScreen::skipHintText);
         m_drawnTexts << CelebrationScreen::skipHintText;
+        if (hasFocus() && window()->testAttribute(Qt::WA_KeyboardFocusChange)) {
+            // The keyboard is in use and its focus is on the screen itself: a frame round the hint shows
+            // what Return does.
+            const int margin = layout.unit / 3;
+            const QRect words =
+                QFontMetrics(layout.hintFont)
+                    .boundingRect(layout.hint, Qt::AlignCenter, CelebrationScreen::skipHintText)
+                    .adjusted(-margin * 2, -margin, margin * 2, margin);
+            painter.setPen(QPen(palette().color(QPalette::Highlight), 2));
+            painter.setBrush(Qt::NoBrush);
+            painter.drawRoundedRect(words, margin, margin);
+        }
     }
 
     // The confetti flies over everything, out of the verdict.

@@ -158,6 +158,7 @@ public:
     explicit ErrorText(QWidget* parent)
         : QTextEdit(parent) {
         setObjectName(u"errorPanel"_s);
+        setAccessibleName(u"Error"_s);
         setReadOnly(true);
         setAcceptRichText(false);
         setFrameShape(QFrame::NoFrame);
@@ -348,6 +349,9 @@ QWidget* DiagnosticsView::buildCompletedPage() {
     auto* scroll = new QScrollArea(this);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setAccessibleName(u"Diagnosis"_s);
+    // The page scrolls to whichever control takes the focus; the area itself would hold it unseen.
+    scroll->setFocusPolicy(Qt::NoFocus);
     auto* page = new QWidget(scroll);
     page->setObjectName(u"diagnosticsVerdict"_s);
     scroll->setWidget(page);
@@ -540,6 +544,7 @@ QPushButton#prominent { background: %6; color: %7; border: none; border-radius: 
 QPushButton#prominent:focus { border: 2px solid %8; }
 QPushButton#bordered { padding: 0.4em 1.1em; }
 QPushButton#errorToggle { color: %9; border: none; padding: 0.2em 0.5em; }
+QPushButton#errorToggle:focus { border: 1px solid %9; border-radius: 4px; }
 )"_s.arg(panel.red())
                               .arg(panel.green())
                               .arg(panel.blue())

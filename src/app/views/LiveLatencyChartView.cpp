@@ -336,6 +336,7 @@ void LiveLatencyChartView::applyFrame() {
     const double top = m_frame.yDomain.upperBound;
     m_speedTestOutline->replace(bandOutline(m_frame.bands, BandKind::speedTest, top));
     m_videoOutline->replace(bandOutline(m_frame.bands, BandKind::video, top));
+    m_chartView->setAccessibleDescription(spokenSummary(LiveLatencyChart::window(m_state.latencyPoints())));
     m_stack->setCurrentWidget(m_chartView);
 }
 

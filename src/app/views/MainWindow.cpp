@@ -17,6 +17,7 @@
 #include "core/QuitAlert.h"
 #include "platform/Platform.h"
 #include "screens/CheckForUpdatesViewModel.h"
+#include "screens/SetupScreen.h"
 #include "services/VersionCheck.h"
 
 #include <QAction>
@@ -72,15 +73,23 @@ void MainWindow::buildMenus() {
             &CheckForUpdatesViewModel::checkForUpdates);
     fileMenu->addSeparator();
     QAction* settings = fileMenu->addAction(u"Settings..."_s);
-    settings->setShortcut(QKeySequence::Preferences);
+    // Spelled out rather than the platform's standard keys, which several Linux desktops leave empty.
+    settings->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
     settings->setMenuRole(QAction::PreferencesRole);
     connect(settings, &QAction::triggered, this, &MainWindow::settingsRequested);
     QAction* history = fileMenu->addAction(u"Test History"_s);
-    history->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Y));
+    // Not Control-Y: a text field takes that for redo, and the setup screen opens in one.
+    history->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_H));
     connect(history, &QAction::triggered, this, &MainWindow::captureHistoryRequested);
+    // The setup screen's own button answers to Control-Return; the entry shows the keys without taking
+    // them, and starts the same way from the menu.
+    m_startAction = fileMenu->addAction(SetupScreen::startButtonTitle);
+    m_startAction->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Return));
+    m_startAction->setShortcutContext(Qt::WidgetShortcut);
+    m_startAction->setEnabled(false);
     fileMenu->addSeparator();
     QAction* quit = fileMenu->addAction(u"Quit Norvane"_s);
-    quit->setShortcut(QKeySequence::Quit);
+    quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
     quit->setMenuRole(QAction::QuitRole);
     connect(quit, &QAction::triggered, &m_app, &NorvaneApp::requestQuit);
 
@@ -100,6 +109,14 @@ QWidget* MainWindow::makeScreen(AppState::Screen screen) {
     case AppState::Screen::setup: {
         auto* view = new SetupView(state);
         connect(view, &SetupView::historyRequested, this, &MainWindow::captureHistoryRequested);
+        SetupScreen& setup = view->model();
+        // The screen may still speak while it goes, once the capture it started has taken its place.
+        auto followStart = [this, &setup, &state] {
+            m_startAction->setEnabled(state.screen() == AppState::Screen::setup && !setup.needsContext());
+        };
+        connect(&setup, &SetupScreen::changed, m_startAction, followStart);
+        connect(m_startAction, &QAction::triggered, &setup, &SetupScreen::start);
+        followStart();
         QWidget* slot = view->updateBannerSlot();
         slot->layout()->addWidget(new UpdateBannerView(UpdateBanner::Place::setup, m_app.versionCheck(),
                                                        m_app.updateLogger(), state, slot));
@@ -130,6 +147,7 @@ QWidget* MainWindow::makeScreen(AppState::Screen screen) {
 void MainWindow::showScreen(AppState::Screen screen) {
     // A screen keeps nothing of its own across a transition, so each visit builds it afresh.
     QWidget* old = m_screens->currentWidget();
+    m_startAction->setEnabled(false);
     QWidget* page = makeScreen(screen);
     page->setObjectName(AppState::screenName(screen));
     m_screens->addWidget(page);

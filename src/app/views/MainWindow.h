@@ -10,6 +10,7 @@ class CapturePickerWindow;
 class CheckForUpdatesViewModel;
 class NorvaneApp;
 class SettingsView;
+class QAction;
 class QMessageBox;
 class QStackedWidget;
 
@@ -68,4 +69,5 @@ private:
     QPointer<QMessageBox> m_quitAlert;
     QPointer<SettingsView> m_settings;
     CheckForUpdatesViewModel* m_checkForUpdates = nullptr; // what "Check for Updates…" follows and calls
+    QAction* m_startAction = nullptr;                      // "Start Monitoring", while the setup screen shows
 };

@@ -104,6 +104,7 @@ void ResultsChartTile::paintEvent(QPaintEvent*) {
 ResultsChartCard::ResultsChartCard(const QString& title, const QStringList& trailingTexts, QWidget* parent)
     : ResultsChartTile(parent) {
     setAccessibleName(title);
+    setAccessibleDescription(trailingTexts.join(u", "_s));
     m_title = new QLabel(title, this);
     m_title->setTextInteractionFlags(Qt::NoTextInteraction);
 
@@ -137,6 +138,11 @@ ResultsChartCard::ResultsChartCard(const QString& title, const QStringList& trai
 
 QString ResultsChartCard::title() const {
     return m_title->text();
+}
+
+void ResultsChartCard::describeChart(QWidget* chart, const QString& name, const QStringList& figures) const {
+    chart->setAccessibleName(name + u" chart"_s);
+    chart->setAccessibleDescription(figures.isEmpty() ? accessibleDescription() : figures.join(u", "_s));
 }
 
 void ResultsChartCard::changeEvent(QEvent* event) {

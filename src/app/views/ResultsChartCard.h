@@ -55,6 +55,9 @@ public:
 
 protected:
     void changeEvent(QEvent* event) override;
+    // A plot says nothing to a screen reader: the chart gets a name of its own and, as its text
+    // alternative, the figures in words; none given means the texts of the card's header.
+    void describeChart(QWidget* chart, const QString& name, const QStringList& figures = {}) const;
 
 private:
     void applyFonts();

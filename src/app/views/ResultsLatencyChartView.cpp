@@ -355,6 +355,8 @@ void ResultsLatencyChartView::rebuild() {
     m_timeline = Timeline(m_state.latencyPoints(), m_state.speedTestRanges());
     m_scrollSeconds = 0;
     m_percentiles->setText(ResultsLatencyChart::percentileText(m_timeline.percentiles()).value_or(QString()));
+    // The percentiles over the plot are what the chart says in words.
+    m_plot->setAccessibleDescription(m_percentiles->text());
     m_yAxis->setRange(m_timeline.yDomain().lowerBound, m_timeline.yDomain().upperBound);
     m_yAxis->setTickInterval(LiveLatencyChart::yTickInterval(m_timeline.yDomain()));
 

@@ -2,6 +2,7 @@
 
 #include "ChartMarkers.h"
 
+#include "capture/ResultsFormat.h"
 #include "screens/ResultsPalette.h"
 
 #include <QBarCategoryAxis>
@@ -46,6 +47,19 @@ QStringList ResultsThroughputCard::subChartTitles() const {
 
 QStringList ResultsThroughputCard::cdnTexts() const {
     return m_cdnTexts;
+}
+
+QStringList ResultsThroughputCard::spokenFigures(const SubChart& sub) const {
+    const QString unit = u' ' + m_model.yAxisTitle;
+    QStringList figures;
+    for (const Bar& bar : sub.bars)
+        figures.append(bar.label + u' ' + ResultsAnalysis::formatMbps(bar.mbps) + unit);
+    if (sub.box) {
+        figures.append(u"median "_s + ResultsAnalysis::formatMbps(sub.box->median) + unit);
+        figures.append(u"from "_s + ResultsAnalysis::formatMbps(sub.box->minimum) + u" to "_s +
+                       ResultsAnalysis::formatMbps(sub.box->maximum) + unit);
+    }
+    return figures;
 }
 
 QWidget* ResultsThroughputCard::makeSubChart(const SubChart& sub) {
@@ -101,6 +115,7 @@ QWidget* ResultsThroughputCard::makeSubChart(const SubChart& sub) {
         attach(chart, series, xAxis, yAxis);
     }
     view->restyle();
+    describeChart(view, sub.title, spokenFigures(sub));
     m_subCharts.append(chart);
     m_subChartTitles.append(sub.title);
 

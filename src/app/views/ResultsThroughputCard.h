@@ -21,6 +21,8 @@ public:
 
 private:
     QWidget* makeSubChart(const ResultsThroughputChart::SubChart& sub);
+    // What one direction's chart shows, in words.
+    QStringList spokenFigures(const ResultsThroughputChart::SubChart& sub) const;
     QWidget* makeCdnRow(const ResultsThroughputChart::CdnRow& row);
 
     ResultsThroughputChart::Model m_model;

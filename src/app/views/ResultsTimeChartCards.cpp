@@ -97,6 +97,7 @@ ResultsSignalCard::ResultsSignalCard(const ResultsSignalChart::Model& model, QWi
     }
     m_view->setRightLabelRoom(widest);
     connect(chart, &QChart::plotAreaChanged, this, [this] { placeThresholdLabels(); });
+    describeChart(m_view, title());
     body()->addWidget(m_view, 1);
 
     const double hiddenSeconds = m_model.timeSpan.totalSeconds - m_model.timeSpan.visibleSeconds;
@@ -180,6 +181,7 @@ ResultsUtilizationCard::ResultsUtilizationCard(const ResultsUtilizationChart::Mo
     attach(chart, area, xAxis, yAxis);
     m_view->restyle();
     keepTimeLabels(this, chart, xAxis, [window = atLeastASecond(model.xDomain)] { return window; });
+    describeChart(m_view, title());
     body()->addWidget(m_view, 1);
 }
 
@@ -222,6 +224,7 @@ ResultsDnsQuicCard::ResultsDnsQuicCard(const ResultsDnsQuicChart::Model& model, 
     legend->addStretch(1);
     m_view->restyle();
     keepTimeLabels(this, chart, xAxis, [window = atLeastASecond(model.xDomain)] { return window; });
+    describeChart(m_view, title());
     body()->addWidget(m_view, 1);
     body()->addLayout(legend);
 }

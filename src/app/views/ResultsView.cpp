@@ -96,6 +96,9 @@ ResultsView::ResultsView(AppState& state, QWidget* parent)
     layout->setContentsMargins(0, 0, 0, 0);
     m_scrollArea = new QScrollArea(this);
     m_scrollArea->setObjectName(u"resultsScroll"_s);
+    m_scrollArea->setAccessibleName(u"Capture results"_s);
+    // The page scrolls to whichever control takes the focus; the area itself would hold it unseen.
+    m_scrollArea->setFocusPolicy(Qt::NoFocus);
     m_scrollArea->setFrameShape(QFrame::NoFrame);
     m_scrollArea->setWidgetResizable(true);
     m_scrollArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);

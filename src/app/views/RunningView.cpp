@@ -138,6 +138,8 @@ void RunningView::buildScrollingArea(QVBoxLayout* layout) {
     m_scrollArea = new QScrollArea(this);
     m_scrollArea->setObjectName(u"runningScroll"_s);
     m_scrollArea->setAccessibleName(u"Live figures"_s);
+    // The page scrolls to whichever control takes the focus; the area itself would hold it unseen.
+    m_scrollArea->setFocusPolicy(Qt::NoFocus);
     m_scrollArea->setFrameShape(QFrame::NoFrame);
     m_scrollArea->setWidgetResizable(true);
     m_scrollArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);

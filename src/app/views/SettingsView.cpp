@@ -148,10 +148,12 @@ QWidget* SettingsView::buildDirectorySection() {
     texts->addWidget(m_customCaption);
     row->addLayout(texts, 1);
     m_changeButton = new QPushButton(SettingsScreen::changeTitle(), group);
+    m_changeButton->setAccessibleName(SettingsScreen::changeTitle());
     m_changeButton->setAutoDefault(false);
     connect(m_changeButton, &QPushButton::clicked, this, [this] { m_screen->chooseDirectory(m_chooser); });
     row->addWidget(m_changeButton, 0, Qt::AlignTop);
     m_resetButton = new QPushButton(SettingsScreen::resetTitle(), group);
+    m_resetButton->setAccessibleName(SettingsScreen::resetTitle());
     m_resetButton->setAutoDefault(false);
     connect(m_resetButton, &QPushButton::clicked, m_screen, &SettingsScreen::resetDirectory);
     row->addWidget(m_resetButton, 0, Qt::AlignTop);
@@ -169,6 +171,7 @@ QWidget* SettingsView::buildUploadSection() {
     auto* layout = new QVBoxLayout(group);
     layout->setSpacing(8);
     m_autoUpload = new QCheckBox(SettingsScreen::autoUploadTitle(), group);
+    m_autoUpload->setAccessibleName(SettingsScreen::autoUploadTitle());
     connect(m_autoUpload, &QCheckBox::toggled, m_screen, &SettingsScreen::setAutoUpload);
     layout->addWidget(m_autoUpload);
 

@@ -244,7 +244,7 @@ void StatCardView::updateAccessibleText() {
     setAccessibleName(m_card.title);
     QStringList parts{m_card.value};
     if (const std::optional<QString> ratingLine = m_card.ratingLine())
-        parts.append(*ratingLine);
+        parts.append(u"Rating: "_s + *ratingLine);
     if (m_card.subtitle)
         parts.append(*m_card.subtitle);
     setAccessibleDescription(parts.join(u", "_s));

@@ -20,11 +20,24 @@ namespace {
 // A desktop style, but with check boxes and text fields whose edges show in either scheme: Fusion, for
 // one, takes their outline from a darker window colour, which vanishes on a dark window and is faint on
 // a light one. A checked box is filled with the accent colour, so that its state reads at a glance and
-// not only by a thin tick.
+// not only by a thin tick. Flat and default buttons and framed lists show the keyboard's focus with a
+// frame of the accent colour, which Fusion leaves unmarked or alike on them.
 class Style : public QProxyStyle {
 public:
     explicit Style(const QString& base)
         : QProxyStyle(QStyleFactory::create(base)) {}
+
+    void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                     const QWidget* widget) const override {
+        QProxyStyle::drawControl(element, option, painter, widget);
+        // Fusion outlines a default button just as it does a focused one, so the default needs the frame too.
+        const auto* button = qstyleoption_cast<const QStyleOptionButton*>(option);
+        const bool unmarkedButton =
+            element == CE_PushButtonBevel && button &&
+            (button->features & (QStyleOptionButton::Flat | QStyleOptionButton::DefaultButton));
+        if ((unmarkedButton || element == CE_ShapedFrame) && showsKeyboardFocus(*option))
+            drawFocusFrame(*option, *painter);
+    }
 
     void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
                        const QWidget* widget) const override {
@@ -44,6 +57,19 @@ public:
     }
 
 private:
+    static bool showsKeyboardFocus(const QStyleOption& option) {
+        return (option.state & State_HasFocus) && (option.state & State_KeyboardFocusChange);
+    }
+
+    static void drawFocusFrame(const QStyleOption& option, QPainter& painter) {
+        painter.save();
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(option.palette.color(QPalette::Highlight), 2));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(QRectF(option.rect).adjusted(1, 1, -1, -1), 4, 4);
+        painter.restore();
+    }
+
     static void drawCheckBox(const QStyleOption& option, QPainter& painter) {
         const QPalette& palette = option.palette;
         const bool marked = option.state & (State_On | State_NoChange);
