@@ -30,7 +30,7 @@ int main(int argc, char* argv[]) {
     Theme::follow(app);
     LatenessProbe latenessProbe;
 
-    NorvaneApp::logSettingsWriteFailures(FileLogger::shared());
+    NorvaneApp::logSettingsWriteFailures();
     NorvaneApp norvane(FileLogger::shared());
     // The updater looks for a newer release once at launch; its answers reach the banners through the
     // shared update listener, and "Check for Updates…" sends the user to the download page.

@@ -45,9 +45,14 @@ NorvaneApp::NorvaneApp(FileLogger& log, const Services& services, QObject* paren
     }
 }
 
-void NorvaneApp::logSettingsWriteFailures(FileLogger& log) {
-    Settings::onWriteFailed(
-        [&log](const QString& path) { log.warn(tag, u"settings write failed: "_s + path); });
+void NorvaneApp::logSettingsWriteFailures(std::function<FileLogger&()> log) {
+    Settings::onWriteFailed([log = std::move(log)](const QString& path) {
+        log().warn(tag, u"settings write failed: "_s + path);
+    });
+}
+
+void NorvaneApp::logSettingsWriteFailures() {
+    logSettingsWriteFailures(&FileLogger::shared);
 }
 
 NorvaneApp::~NorvaneApp() {

@@ -22,9 +22,11 @@ class WakeWatcher;
 class NorvaneApp : public QObject {
     Q_OBJECT
 public:
-    // From now on, a setting that can't be written leaves one WARN line in `log`, which must outlive
-    // every later write of a setting.
-    static void logSettingsWriteFailures(FileLogger& log);
+    // From now on, a setting that can't be written leaves one WARN line in the log that `log` gives,
+    // asked for only then, so that a program which never fails to write never opens a log for it.
+    static void logSettingsWriteFailures(std::function<FileLogger&()> log);
+    // The same into the program's shared log.
+    static void logSettingsWriteFailures();
 
     static constexpr double wakeDelaySeconds = 5.0;
 

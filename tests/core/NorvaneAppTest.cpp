@@ -366,7 +366,7 @@ TEST_F(NorvaneAppGateTest, TheUpdaterIsSetLaterAndForgottenWhenItGoes) {
 TEST(NorvaneAppSettings, SettingThatCantBeWrittenLeavesOneWarnLine) {
     QTemporaryDir dir;
     FileLogger log(dir.filePath(u"logs"_s));
-    NorvaneApp::logSettingsWriteFailures(log);
+    NorvaneApp::logSettingsWriteFailures([&log]() -> FileLogger& { return log; });
     // A folder in the file's place: no one, root included, can rename a file over it.
     const QString path = dir.filePath(u"settings.conf"_s);
     ASSERT_TRUE(QDir().mkpath(path));

@@ -4,7 +4,6 @@
 #include "core/NorvaneApp.h"
 #include "platform/CrashHandler.h"
 #include "platform/Platform.h"
-#include "services/FileLogger.h"
 
 #include <QCoreApplication>
 #include <QTextStream>
@@ -39,7 +38,7 @@ int main(int argc, char* argv[]) {
     QCoreApplication::setApplicationName(u"Norvane"_s);
     QCoreApplication::setApplicationVersion(Platform::appVersion());
     LatenessProbe latenessProbe;
-    NorvaneApp::logSettingsWriteFailures(FileLogger::shared());
+    NorvaneApp::logSettingsWriteFailures();
 
     QTextStream out(stdout);
     QTextStream err(stderr);
