@@ -9,13 +9,13 @@
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "subprocess/StdinCommand.h"
+#include "support/PumpUntil.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -52,16 +52,10 @@ protected:
     // passed. Virtual time moves a tenth of a second per round once the tool has spoken, so that a
     // slow start of Python on a busy machine can't set off the startup watchdog.
     bool runUntil(const std::function<bool()>& done) {
-        QElapsedTimer real;
-        real.start();
-        while (!done()) {
-            if (real.elapsed() > 20'000)
-                return false;
-            QTest::qWait(5);
+        return pumpUntil(done, [&] {
             if (state->pythonProcess().latestEvent() || !state->pythonProcess().isChildRunning())
                 time.advance(0.1);
-        }
-        return true;
+        });
     }
 
     bool waitForTermination() {

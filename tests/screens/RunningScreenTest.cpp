@@ -5,12 +5,12 @@
 #include "core/AppState.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
+#include "support/PumpUntil.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -603,16 +603,10 @@ protected:
     // Lets the tool's output in until the condition holds, moving virtual time on a little once the
     // tool has spoken so that its start can't trip the startup watchdog.
     bool runUntil(const std::function<bool()>& done) {
-        QElapsedTimer real;
-        real.start();
-        while (!done()) {
-            if (real.elapsed() > 20'000)
-                return false;
-            QTest::qWait(5);
+        return pumpUntil(done, [&] {
             if (state.pythonProcess().latestEvent() || !state.pythonProcess().isChildRunning())
                 time.advance(0.1);
-        }
-        return true;
+        });
     }
 
     QString logText() {

@@ -7,13 +7,13 @@
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
 #include "support/LoggedText.h"
+#include "support/PumpUntil.h"
 #include "support/SimulatorJournal.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -85,16 +85,7 @@ protected:
             file.write("2025-06-01T12:00:00Z,ping,1.1.1.1,12.5,0,1,,,,,\n");
     }
 
-    bool runUntil(const std::function<bool()>& done) {
-        QElapsedTimer real;
-        real.start();
-        while (!done()) {
-            if (real.elapsed() > 20'000)
-                return false;
-            QTest::qWait(5);
-        }
-        return true;
-    }
+    bool runUntil(const std::function<bool()>& done) { return pumpUntil(done); }
 
     QString logText() { return loggedText(log); }
 

@@ -8,12 +8,12 @@
 #include "core/AppState.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
+#include "support/PumpUntil.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -236,16 +236,10 @@ TEST(NoteChipsViewWithTool, ATappedNoteReachesTheToolAndComesBackIntoTheList) {
     view->show();
 
     auto runUntil = [&](const std::function<bool()>& done) {
-        QElapsedTimer real;
-        real.start();
-        while (!done()) {
-            if (real.elapsed() > 20'000)
-                return false;
-            QTest::qWait(5);
+        return pumpUntil(done, [&] {
             if (state->pythonProcess().latestEvent() || !state->pythonProcess().isChildRunning())
                 time.advance(0.1);
-        }
-        return true;
+        });
     };
 
     state->startCapture(CaptureConfig{});

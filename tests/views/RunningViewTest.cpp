@@ -11,6 +11,7 @@
 #include "screens/RunningScreen.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
+#include "support/PumpUntil.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +20,6 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
@@ -297,16 +297,10 @@ TEST_F(RunningViewTest, TheBrowserNoticeShowsWhenTheToolRunsWithoutTheBrowser) {
 
     // Lets the tool's output in, moving virtual time on a little once it has spoken.
     const auto runUntil = [this](const std::function<bool()>& done) {
-        QElapsedTimer real;
-        real.start();
-        while (!done()) {
-            if (real.elapsed() > 20'000)
-                return false;
-            QTest::qWait(5);
+        return pumpUntil(done, [&] {
             if (state.pythonProcess().latestEvent() || !state.pythonProcess().isChildRunning())
                 time.advance(0.1);
-        }
-        return true;
+        });
     };
     const bool started = runUntil([this] { return state.infoEvent().has_value(); });
     qunsetenv("NORVANE_SIM_SCENARIO");

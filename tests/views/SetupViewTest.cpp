@@ -5,6 +5,7 @@
 #include "core/AppState.h"
 #include "services/FileLogger.h"
 #include "subprocess/PythonProcess.h"
+#include "support/PumpUntil.h"
 #include "support/SimulatorJournal.h"
 #include "support/TempHome.h"
 #include "views/Theme.h"
@@ -15,7 +16,6 @@
 
 #include <QAbstractItemModelTester>
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QImage>
 #include <QJsonArray>
@@ -149,16 +149,7 @@ protected:
 
     static QStringList argv(const QJsonObject& entry) { return journalArguments(entry); }
 
-    static bool runUntil(const std::function<bool()>& done) {
-        QElapsedTimer real;
-        real.start();
-        while (!done()) {
-            if (real.elapsed() > 20'000)
-                return false;
-            QTest::qWait(5);
-        }
-        return true;
-    }
+    static bool runUntil(const std::function<bool()>& done) { return pumpUntil(done); }
 };
 
 TEST_F(SetupViewTest, ShowsItsWordsAndTheHintWhileBothFieldsAreEmpty) {
