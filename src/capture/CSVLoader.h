@@ -45,11 +45,15 @@ public:
         friend bool operator==(const QuickStats&, const QuickStats&) = default;
     };
 
+    // A large file is read in pieces of about this many bytes on all cores, and the pieces joined
+    // into what one pass over the whole file gives.
+    static constexpr qint64 defaultPieceSize = 1024 * 1024;
+
     // Nothing when the file can't be read, isn't UTF-8 or has fewer than two lines.
-    static std::optional<LoadedCapture> load(const QString& csvPath);
+    static std::optional<LoadedCapture> load(const QString& csvPath, qint64 pieceSize = defaultPieceSize);
     // A cheaper scan with arithmetic of its own: no dates, no points, only the columns it needs.
     // Never fails; on any failure all five figures are absent.
-    static QuickStats quickStats(const QString& csvPath);
+    static QuickStats quickStats(const QString& csvPath, qint64 pieceSize = defaultPieceSize);
 
     // The hops of a traceroute row's details column, "h1=192.168.1.1(1.2ms) h2=…".
     static QList<HopDetail> parseHopDetails(const QString& details);
