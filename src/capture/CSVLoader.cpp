@@ -624,6 +624,20 @@ struct QuickPiece {
     // The duration of the last session end here, which may be unreadable.
     std::optional<std::optional<double>> durationSec;
 
+    // Takes in the piece that follows this one in the file.
+    void append(const QuickPiece& next) {
+        lines += next.lines;
+        pingCount += next.pingCount;
+        lostCount += next.lostCount;
+        roundTrips.insert(roundTrips.end(), next.roundTrips.begin(), next.roundTrips.end());
+        if (next.lastDownload)
+            lastDownload = next.lastDownload;
+        if (next.lastUpload)
+            lastUpload = next.lastUpload;
+        if (next.durationSec)
+            durationSec = next.durationSec;
+    }
+
     void onLine(std::string_view line, const FileStretch& stretch) {
         if (lines++ == 0 && stretch.start == 0)
             return;
@@ -753,34 +767,18 @@ CSVLoader::QuickStats CSVLoader::quickStats(const QString& csvPath, qint64 piece
     const QList<FileStretch> stretches = splitAtLineFeeds(file, pieceSize);
     file.close();
 
-    qint64 lineCount = 0;
-    qint64 pingCount = 0;
-    qint64 lostCount = 0;
-    std::vector<double> roundTrips;
-    std::optional<double> lastDownload;
-    std::optional<double> lastUpload;
-    std::optional<double> durationSec;
+    QuickPiece whole;
     const std::optional<QString> error =
-        readStretches<QuickPiece>(csvPath, stretches, [&](QuickPiece& piece) {
-            lineCount += piece.lines;
-            pingCount += piece.pingCount;
-            lostCount += piece.lostCount;
-            roundTrips.insert(roundTrips.end(), piece.roundTrips.begin(), piece.roundTrips.end());
-            if (piece.lastDownload)
-                lastDownload = piece.lastDownload;
-            if (piece.lastUpload)
-                lastUpload = piece.lastUpload;
-            if (piece.durationSec)
-                durationSec = *piece.durationSec;
-        });
+        readStretches<QuickPiece>(csvPath, stretches, [&whole](QuickPiece& piece) { whole.append(piece); });
     if (error) {
         warn(u"CSV quickStats failed: "_s + csvPath + u" error="_s + *error);
         return {};
     }
-    if (lineCount < 2)
+    if (whole.lines < 2)
         return {};
 
     QuickStats stats;
+    std::vector<double>& roundTrips = whole.roundTrips;
     if (!roundTrips.empty()) {
         // The element at count / 2 of the sorted times: the upper middle one for an even count, no
         // averaging.
@@ -788,12 +786,12 @@ CSVLoader::QuickStats CSVLoader::quickStats(const QString& csvPath, qint64 piece
         std::nth_element(roundTrips.begin(), middle, roundTrips.end());
         stats.medianLatencyMs = *middle;
     }
-    if (pingCount > 0)
-        stats.lossPct = static_cast<double>(lostCount) / static_cast<double>(pingCount) * 100.0;
-    stats.lastDownloadMbps = lastDownload;
-    stats.lastUploadMbps = lastUpload;
-    if (durationSec)
-        stats.durationMin = *durationSec / 60.0;
+    if (whole.pingCount > 0)
+        stats.lossPct = static_cast<double>(whole.lostCount) / static_cast<double>(whole.pingCount) * 100.0;
+    stats.lastDownloadMbps = whole.lastDownload;
+    stats.lastUploadMbps = whole.lastUpload;
+    if (whole.durationSec && *whole.durationSec)
+        stats.durationMin = **whole.durationSec / 60.0;
     return stats;
 }
 

@@ -180,18 +180,10 @@ bool JsonLineTree::read(QByteArrayView line) {
     ondemand::document document;
     if (m_parser->parser.iterate(m_padded.data(), size, m_padded.size()).get(document))
         return false;
-    ondemand::object object;
-    if (document.get_object().get(object))
+    ondemand::value value;
+    if (document.get_value().get(value) || !readValue(value, m_nodes, {}, 0) ||
+        m_nodes[root].type != Node::Type::object)
         return false;
-    m_nodes.emplace_back();
-    m_nodes[root].type = Node::Type::object;
-    for (auto field : object) {
-        std::string_view key;
-        ondemand::value value;
-        if (field.unescaped_key().get(key) || field.value().get(value) || !readValue(value, m_nodes, key, 1))
-            return false;
-    }
-    m_nodes[root].end = quint32(m_nodes.size());
     // Anything after the object breaks the line.
     return document.current_location().error() == simdjson::OUT_OF_BOUNDS;
 }
