@@ -38,7 +38,8 @@ public:
     // The last member of an object under `key`, as Qt keeps the last of duplicate keys; 0 when there
     // is none (the root is never a member).
     quint32 member(quint32 object, std::string_view key) const;
-    // The children of an array or an object: the first and the index past the last.
+    // The first child of an array or an object; each child's `end` is the next one, up to the
+    // container's own `end`.
     quint32 firstChild(quint32 container) const { return container + 1; }
 
 private:
