@@ -37,6 +37,7 @@ tour: build
 
 bench: build
 	@bash scripts/install-deps.sh bench
+	python3 scripts/bench-anchors.py $(BUILD)
 	$(BUILD)/bin/norvane-bench
 	QT_QPA_PLATFORM=offscreen $(BUILD)/bin/norvane-running-bench
 	QT_QPA_PLATFORM=offscreen $(BUILD)/bin/norvane-results-bench

@@ -136,6 +136,22 @@ void BM_LoadAgainstWc(benchmark::State& state) {
 }
 BENCHMARK(BM_LoadAgainstWc)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(10);
 
+// The same load in pieces on all cores: the figure that decides whether load() should read that way.
+void BM_LoadInPiecesAgainstWc(benchmark::State& state) {
+    if (!haveData(state))
+        return;
+    const QString path = benchData().bigCapture;
+    std::optional<CSVLoader::LoadedCapture> capture;
+    againstWc(
+        state, path,
+        [&] {
+            capture = CSVLoader::load(path, CSVLoader::defaultPieceSize);
+            benchmark::DoNotOptimize(capture);
+        },
+        [&] { capture.reset(); });
+}
+BENCHMARK(BM_LoadInPiecesAgainstWc)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(10);
+
 void BM_QuickStatsAgainstWc(benchmark::State& state) {
     if (!haveData(state))
         return;

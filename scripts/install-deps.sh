@@ -7,7 +7,7 @@ packages=(
     cmake ninja-build ccache g++ pkg-config make git
     qt6-base-dev qt6-base-dev-tools qt6-charts-dev libqt6opengl6-dev qt6-svg-dev libgl-dev
     qt6-qpa-plugins libqt6svg6
-    zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev
+    zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev libsimdjson-dev libfast-float-dev
     python3 curl
     fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
 )
@@ -17,7 +17,7 @@ case "${1:-}" in
     # own and a key presser.
     test) packages+=(dpkg-dev file desktop-file-utils appstream mount xvfb xdotool) ;;
     demo) packages+=(xvfb xauth) ;;
-    bench) packages+=(valgrind) ;;
+    bench) packages+=(valgrind python3-pandas) ;;
     fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
 esac
 

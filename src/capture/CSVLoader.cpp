@@ -11,6 +11,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
+#include <QThreadPool>
+#include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
 #include <array>
@@ -366,196 +368,278 @@ std::optional<CaptureEntry> captureEntry(const QString& folder, const QString& f
     return match;
 }
 
-void warn(const QString& message) {
-    FileLogger::shared().warn(u"CSV"_s, message);
+// A stretch of the file that starts where a line starts and ends just behind a line feed, or at the
+// end of the file.
+struct FileStretch {
+    qint64 start = 0;
+    qint64 length = -1; // to the end of the file
+    qint64 size = 0;
+};
+
+// Cuts the file into stretches of about `pieceSize` bytes at line feeds: a line feed always ends a
+// line, whatever the other line ends around it, so each stretch reads as the same lines it holds in
+// the whole file. One stretch for a small file, or when `pieceSize` isn't positive.
+QList<FileStretch> splitAtLineFeeds(QFile& file, qint64 pieceSize) {
+    const qint64 size = file.size();
+    QList<FileStretch> stretches;
+    qint64 start = 0;
+    while (pieceSize > 0 && size - start > pieceSize + pieceSize / 2 && file.seek(start + pieceSize)) {
+        qint64 lineFeed = -1;
+        char block[4096];
+        for (qint64 at = start + pieceSize; lineFeed < 0;) {
+            const qint64 count = file.read(block, sizeof block);
+            if (count <= 0)
+                break;
+            if (const void* found = std::memchr(block, '\n', size_t(count)))
+                lineFeed = at + (static_cast<const char*>(found) - block);
+            at += count;
+        }
+        if (lineFeed < 0 || lineFeed + 1 >= size)
+            break;
+        stretches.append({start, lineFeed + 1 - start, lineFeed + 1 - start});
+        start = lineFeed + 1;
+    }
+    stretches.append({start, -1, size - start});
+    return stretches;
 }
 
-} // namespace
-
-std::optional<CSVLoader::LoadedCapture> CSVLoader::load(const QString& csvPath) {
-    QFile file(csvPath);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        warn(u"CSV load failed: "_s + csvPath + u" error="_s + file.errorString());
+// Reads every stretch into a Piece, on all cores when there are several, and hands the pieces to
+// `join` one by one in file order, each as soon as it and all before it are read, so that few are
+// held at once. The error of the first stretch that failed, if any.
+template <typename Piece, typename Join>
+std::optional<QString> readStretches(const QString& path, const QList<FileStretch>& stretches, Join join) {
+    const auto readOne = [&path](const FileStretch& stretch) {
+        Piece piece;
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) || !file.seek(stretch.start)) {
+            piece.error = file.errorString();
+            return piece;
+        }
+        CsvLineReader reader(file, CsvLineReader::defaultChunkSize, stretch.length);
+        if (!reader.forEachLine([&](std::string_view line) { piece.onLine(line, stretch); }))
+            piece.error = reader.errorString();
+        return piece;
+    };
+    if (stretches.size() == 1) {
+        Piece piece = readOne(stretches.first());
+        if (piece.error)
+            return piece.error;
+        join(piece);
         return std::nullopt;
     }
-    const qint64 fileSize = file.size();
+    // Only a few pieces are read ahead of the one being joined, so that memory holds the joined
+    // capture and a few pieces, not a second copy of the whole file's points.
+    const qsizetype ahead = std::max(2, QThreadPool::globalInstance()->maxThreadCount()) + 1;
+    QList<QFuture<Piece>> futures;
+    futures.reserve(stretches.size());
+    const auto startNext = [&] {
+        if (futures.size() < stretches.size())
+            futures.append(QtConcurrent::run(readOne, stretches[futures.size()]));
+    };
+    while (futures.size() < std::min(ahead, stretches.size()))
+        startNext();
+    std::optional<QString> error;
+    for (qsizetype i = 0; i < futures.size(); ++i) {
+        futures[i].waitForFinished();
+        Piece piece = futures[i].takeResult();
+        if (!error && piece.error)
+            error = piece.error;
+        if (!error) {
+            join(piece);
+            startNext();
+        }
+    }
+    return error;
+}
 
-    LoadedCapture capture;
-    capture.csvFile = csvPath;
+// Moves the elements of `from` behind those of `to`.
+template <typename T> void appendMoved(QList<T>& to, QList<T>& from) {
+    if (to.isEmpty() && to.capacity() == 0)
+        to.swap(from);
+    else
+        to.append(std::move(from));
+    from = QList<T>();
+}
+
+// What one stretch of a capture holds. The figures that the last row of their kind sets are kept
+// with a note of whether a row set them here; a speed test's numbers and its range count from the
+// stretch's start and are moved on when the pieces are joined.
+struct LoadedPiece {
+    CSVLoader::LoadedCapture capture;
+    std::optional<QString> error;
+    qint64 lines = 0;
+    qint64 bytesSeen = 0;
+    bool wifiLineSeen = false;
+    bool sessionStartSeen = false;
+    bool durationSeen = false;
+    int downloads = 0;
+    // The first upload that comes before any download of the stretch: it closes an earlier one's range.
+    std::optional<QDateTime> uploadBeforeDownload;
+    std::optional<QDateTime> pendingStart;
     TargetPool targets;
     InternetDateTimeReader dates;
-    qint64 lineIndex = 0;
-    qint64 bytesSeen = 0;
-    bool reserved = false;
-    bool wifiLineSeen = false;
-    int speedTestCounter = 0;
-    std::optional<QDateTime> pendingStart;
 
-    const auto onLine = [&](std::string_view line) {
-        const qint64 index = lineIndex++;
-        bytesSeen += static_cast<qint64>(line.size()) + 1;
-        // The network name comes from the first line that holds ",wifi,", header included, and from
-        // no other, even if that one has no name.
-        if (!wifiLineSeen && line.find(",wifi,") != std::string_view::npos) {
-            wifiLineSeen = true;
-            const Columns columns(line, detailsColumn + 1);
-            if (columns.count() > detailsColumn) {
-                const std::optional<std::string_view> ssid = detailValue(columns[detailsColumn], "ssid=");
-                if (ssid && !ssid->empty())
-                    capture.ssid = text(*ssid);
-            }
-        }
-        if (index == 0)
-            return;
-        // Growing a list of a million points by doubling would leave up to half of it unused: once
-        // a sample of the file has been read, size the latency list for the whole file.
-        if (!reserved && index == 8192 && fileSize > bytesSeen) {
-            reserved = true;
-            const double share = static_cast<double>(fileSize) / static_cast<double>(bytesSeen);
-            capture.latencyPoints.reserve(
-                static_cast<qsizetype>(static_cast<double>(capture.latencyPoints.size()) * share * 1.02) +
-                64);
-            adviseHugePages(capture.latencyPoints);
-        }
+    // The latency points of a whole file of `fileSize` bytes, guessed from the share read so far.
+    qsizetype expectedLatencyPoints(qint64 fileSize) const {
+        const double share =
+            static_cast<double>(fileSize) / static_cast<double>(std::max<qint64>(bytesSeen, 1));
+        return static_cast<qsizetype>(static_cast<double>(capture.latencyPoints.size()) * share * 1.02) + 64;
+    }
 
-        // Most rows are latency samples and need the first five columns only.
-        const Columns head(line, minimumColumns);
-        if (head.count() < minimumColumns)
-            return;
-        const std::optional<qint64> msecs = dates.msecsSinceEpoch(head[timeColumn]);
-        if (!msecs)
-            return;
-        ++capture.sampleCount;
-        const RowKind kind = classify(head[typeColumn]);
-        if (kind.type == RowType::latency) {
-            // A copy of a UTC date set in place costs half as many calls into Qt as a new date moved in.
-            static const QDateTime utcEpoch = QDateTime::fromMSecsSinceEpoch(0, Qt::UTC);
-            LatencyPoint& point = capture.latencyPoints.emplaceBack(
-                LatencyPoint{utcEpoch, parseDecimal(head[valueColumn]), head[lostColumn] == "1",
-                             *kind.probeType, targets.intern(head[targetColumn], kind.probeIndex)});
-            point.date.setMSecsSinceEpoch(*msecs);
-            return;
-        }
+    void onLine(std::string_view line, const FileStretch& stretch);
+};
 
-        const QDateTime date = QDateTime::fromMSecsSinceEpoch(*msecs, Qt::UTC);
+void LoadedPiece::onLine(std::string_view line, const FileStretch& stretch) {
+    const qint64 index = lines++;
+    bytesSeen += static_cast<qint64>(line.size()) + 1;
+    // The network name comes from the first line that holds ",wifi,", header included, and from
+    // no other, even if that one has no name.
+    if (!wifiLineSeen && line.find(",wifi,") != std::string_view::npos) {
+        wifiLineSeen = true;
         const Columns columns(line, detailsColumn + 1);
-        switch (kind.type) {
-        case RowType::throughputDown: {
-            const std::optional<double> mbps = parseDecimal(columns[mbpsColumn]);
-            if (!mbps)
-                break;
-            ++speedTestCounter;
-            capture.throughputPoints.append(
-                {speedTestCounter, *mbps, u"download"_s, text(columns[targetColumn]), date});
-            capture.lastDownloadMbps = mbps;
-            pendingStart = date;
-            break;
+        if (columns.count() > detailsColumn) {
+            const std::optional<std::string_view> ssid = detailValue(columns[detailsColumn], "ssid=");
+            if (ssid && !ssid->empty())
+                capture.ssid = text(*ssid);
         }
-        case RowType::throughputUp: {
-            const std::optional<double> mbps = parseDecimal(columns[mbpsColumn]);
-            if (!mbps)
-                break;
-            // The upload belongs to the download before it: same test number, and one range for both.
-            capture.throughputPoints.append(
-                {speedTestCounter, *mbps, u"upload"_s, text(columns[targetColumn]), date});
-            capture.lastUploadMbps = mbps;
-            if (pendingStart) {
-                capture.speedTestRanges.append({*pendingStart, date, u"download"_s, speedTestCounter});
-                pendingStart.reset();
-            }
-            break;
-        }
-        case RowType::throughputObserved: {
-            const std::string_view details = columns[detailsColumn];
-            const std::optional<std::string_view> down = detailValue(details, "dl_mbps=");
-            const std::optional<std::string_view> up = detailValue(details, "ul_mbps=");
-            if (!down || !up)
-                break;
-            const std::optional<double> downMbps = parseDecimal(*down);
-            const std::optional<double> upMbps = parseDecimal(*up);
-            if (!downMbps || !upMbps)
-                break;
-            capture.observedThroughputPoints.append({date, *downMbps, *upMbps});
-            break;
-        }
-        case RowType::wifi: {
-            const std::optional<double> value = parseDecimal(columns[valueColumn]);
-            // Cut toward zero; a value beyond any whole number can't be a signal and is passed over.
-            if (!value || std::abs(*value) >= 2147483648.0)
-                break;
-            const int rssi = static_cast<int>(std::trunc(*value));
-            capture.rssiHistory.append({date, rssi});
-            capture.lastRSSI = rssi;
-            break;
-        }
-        case RowType::traceroute: {
-            const std::optional<int> hopCount = parseInteger(columns[hopCountColumn]);
-            if (!hopCount)
-                break;
-            const std::string_view details = columns[detailsColumn];
-            const std::optional<std::string_view> firstHop = detailValue(details, "first_hop=");
-            capture.traceroutePoints.append({date, *hopCount, firstHop ? text(*firstHop) : QString(),
-                                             text(columns[targetColumn]), parseHopDetails(text(details))});
-            break;
-        }
-        case RowType::sessionStart: {
-            const std::optional<std::string_view> id = detailValue(columns[detailsColumn], "capture_id=");
-            capture.captureId = id ? std::optional<QString>(text(*id)) : std::nullopt;
-            capture.captureDate = date;
-            break;
-        }
-        case RowType::sessionEnd:
-            if (const std::optional<std::string_view> value =
-                    detailValue(columns[detailsColumn], "duration="))
-                capture.durationSec = parseDuration(*value).value_or(0.0);
-            break;
-        case RowType::latency:
-        case RowType::other:
-            break;
-        }
-    };
-
-    CsvLineReader reader(file);
-    if (!reader.forEachLine(onLine)) {
-        warn(u"CSV load failed: "_s + csvPath + u" error="_s + reader.errorString());
-        return std::nullopt;
     }
-    if (lineIndex < 2)
-        return std::nullopt;
-
-    if (capture.latencyPoints.capacity() >
-        capture.latencyPoints.size() + capture.latencyPoints.size() / 8 + 64)
-        capture.latencyPoints.squeeze();
-    if (capture.durationSec == 0 && !capture.latencyPoints.isEmpty())
-        capture.durationSec = static_cast<double>(capture.latencyPoints.first().date.msecsTo(
-                                  capture.latencyPoints.last().date)) /
-                              1000.0;
-
-    const QFileInfo info(csvPath);
-    if (const std::optional<CaptureEntry> entry = captureEntry(info.path(), info.fileName())) {
-        capture.location = entry->location;
-        capture.network = entry->networkType;
+    if (index == 0 && stretch.start == 0)
+        return;
+    // Growing a list of a million points by doubling would leave up to half of it unused: once
+    // a sample of the stretch has been read, size the latency list for the whole of it.
+    if (index == 8192 && stretch.size > bytesSeen) {
+        capture.latencyPoints.reserve(expectedLatencyPoints(stretch.size));
+        adviseHugePages(capture.latencyPoints);
     }
-    return capture;
+
+    // Most rows are latency samples and need the first five columns only.
+    const Columns head(line, minimumColumns);
+    if (head.count() < minimumColumns)
+        return;
+    const std::optional<qint64> msecs = dates.msecsSinceEpoch(head[timeColumn]);
+    if (!msecs)
+        return;
+    ++capture.sampleCount;
+    const RowKind kind = classify(head[typeColumn]);
+    if (kind.type == RowType::latency) {
+        // A copy of a UTC date set in place costs half as many calls into Qt as a new date moved in.
+        static const QDateTime utcEpoch = QDateTime::fromMSecsSinceEpoch(0, Qt::UTC);
+        LatencyPoint& point = capture.latencyPoints.emplaceBack(
+            LatencyPoint{utcEpoch, parseDecimal(head[valueColumn]), head[lostColumn] == "1", *kind.probeType,
+                         targets.intern(head[targetColumn], kind.probeIndex)});
+        point.date.setMSecsSinceEpoch(*msecs);
+        return;
+    }
+
+    const QDateTime date = QDateTime::fromMSecsSinceEpoch(*msecs, Qt::UTC);
+    const Columns columns(line, detailsColumn + 1);
+    switch (kind.type) {
+    case RowType::throughputDown: {
+        const std::optional<double> mbps = parseDecimal(columns[mbpsColumn]);
+        if (!mbps)
+            break;
+        ++downloads;
+        capture.throughputPoints.append({downloads, *mbps, u"download"_s, text(columns[targetColumn]), date});
+        capture.lastDownloadMbps = mbps;
+        pendingStart = date;
+        break;
+    }
+    case RowType::throughputUp: {
+        const std::optional<double> mbps = parseDecimal(columns[mbpsColumn]);
+        if (!mbps)
+            break;
+        // The upload belongs to the download before it: same test number, and one range for both.
+        capture.throughputPoints.append({downloads, *mbps, u"upload"_s, text(columns[targetColumn]), date});
+        capture.lastUploadMbps = mbps;
+        if (downloads == 0 && !uploadBeforeDownload) {
+            uploadBeforeDownload = date;
+        } else if (pendingStart) {
+            capture.speedTestRanges.append({*pendingStart, date, u"download"_s, downloads});
+            pendingStart.reset();
+        }
+        break;
+    }
+    case RowType::throughputObserved: {
+        const std::string_view details = columns[detailsColumn];
+        const std::optional<std::string_view> down = detailValue(details, "dl_mbps=");
+        const std::optional<std::string_view> up = detailValue(details, "ul_mbps=");
+        if (!down || !up)
+            break;
+        const std::optional<double> downMbps = parseDecimal(*down);
+        const std::optional<double> upMbps = parseDecimal(*up);
+        if (!downMbps || !upMbps)
+            break;
+        capture.observedThroughputPoints.append({date, *downMbps, *upMbps});
+        break;
+    }
+    case RowType::wifi: {
+        const std::optional<double> value = parseDecimal(columns[valueColumn]);
+        // Cut toward zero; a value beyond any whole number can't be a signal and is passed over.
+        if (!value || std::abs(*value) >= 2147483648.0)
+            break;
+        const int rssi = static_cast<int>(std::trunc(*value));
+        capture.rssiHistory.append({date, rssi});
+        capture.lastRSSI = rssi;
+        break;
+    }
+    case RowType::traceroute: {
+        const std::optional<int> hopCount = parseInteger(columns[hopCountColumn]);
+        if (!hopCount)
+            break;
+        const std::string_view details = columns[detailsColumn];
+        const std::optional<std::string_view> firstHop = detailValue(details, "first_hop=");
+        capture.traceroutePoints.append({date, *hopCount, firstHop ? text(*firstHop) : QString(),
+                                         text(columns[targetColumn]),
+                                         CSVLoader::parseHopDetails(text(details))});
+        break;
+    }
+    case RowType::sessionStart: {
+        const std::optional<std::string_view> id = detailValue(columns[detailsColumn], "capture_id=");
+        capture.captureId = id ? std::optional<QString>(text(*id)) : std::nullopt;
+        capture.captureDate = date;
+        sessionStartSeen = true;
+        break;
+    }
+    case RowType::sessionEnd:
+        if (const std::optional<std::string_view> value = detailValue(columns[detailsColumn], "duration=")) {
+            capture.durationSec = parseDuration(*value).value_or(0.0);
+            durationSeen = true;
+        }
+        break;
+    case RowType::latency:
+    case RowType::other:
+        break;
+    }
 }
 
-CSVLoader::QuickStats CSVLoader::quickStats(const QString& csvPath) {
-    QFile file(csvPath);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        warn(u"CSV quickStats failed: "_s + csvPath + u" error="_s + file.errorString());
-        return {};
-    }
-
-    qint64 lineIndex = 0;
+// The picker's figures of one stretch of a capture.
+struct QuickPiece {
+    std::optional<QString> error;
+    qint64 lines = 0;
     qint64 pingCount = 0;
     qint64 lostCount = 0;
     std::vector<double> roundTrips;
     std::optional<double> lastDownload;
     std::optional<double> lastUpload;
-    std::optional<double> durationSec;
+    // The duration of the last session end here, which may be unreadable.
+    std::optional<std::optional<double>> durationSec;
 
-    const auto onLine = [&](std::string_view line) {
-        if (lineIndex++ == 0)
+    // Takes in the piece that follows this one in the file.
+    void append(const QuickPiece& next) {
+        lines += next.lines;
+        pingCount += next.pingCount;
+        lostCount += next.lostCount;
+        roundTrips.insert(roundTrips.end(), next.roundTrips.begin(), next.roundTrips.end());
+        if (next.lastDownload)
+            lastDownload = next.lastDownload;
+        if (next.lastUpload)
+            lastUpload = next.lastUpload;
+        if (next.durationSec)
+            durationSec = next.durationSec;
+    }
+
+    void onLine(std::string_view line, const FileStretch& stretch) {
+        if (lines++ == 0 && stretch.start == 0)
             return;
         // Only the type decides whether anything more of the row is looked at.
         const Columns head(line, minimumColumns);
@@ -578,17 +662,123 @@ CSVLoader::QuickStats CSVLoader::quickStats(const QString& csvPath) {
                     detailValue(Columns(line, detailsColumn + 1)[detailsColumn], "duration="))
                 durationSec = parseDuration(*value);
         }
-    };
+    }
+};
 
-    CsvLineReader reader(file);
-    if (!reader.forEachLine(onLine)) {
-        warn(u"CSV quickStats failed: "_s + csvPath + u" error="_s + reader.errorString());
+void warn(const QString& message) {
+    FileLogger::shared().warn(u"CSV"_s, message);
+}
+
+} // namespace
+
+std::optional<CSVLoader::LoadedCapture> CSVLoader::load(const QString& csvPath, qint64 pieceSize) {
+    QFile file(csvPath);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        warn(u"CSV load failed: "_s + csvPath + u" error="_s + file.errorString());
+        return std::nullopt;
+    }
+    const qint64 fileSize = file.size();
+    const QList<FileStretch> stretches = splitAtLineFeeds(file, pieceSize);
+    file.close();
+
+    LoadedCapture capture;
+    capture.csvFile = csvPath;
+    qint64 lineCount = 0;
+    int downloadsBefore = 0;
+    std::optional<QDateTime> pendingStart;
+    bool wifiLineSeen = false;
+    const std::optional<QString> error =
+        readStretches<LoadedPiece>(csvPath, stretches, [&](LoadedPiece& piece) {
+            // Pieces are joined in file order, each taking up where the one before left off.
+            if (stretches.size() > 1 && capture.latencyPoints.capacity() == 0) {
+                capture.latencyPoints.reserve(piece.expectedLatencyPoints(fileSize));
+                adviseHugePages(capture.latencyPoints);
+            }
+            lineCount += piece.lines;
+            capture.sampleCount += piece.capture.sampleCount;
+            if (!wifiLineSeen && piece.wifiLineSeen) {
+                wifiLineSeen = true;
+                capture.ssid = piece.capture.ssid;
+            }
+            if (piece.sessionStartSeen) {
+                capture.captureId = piece.capture.captureId;
+                capture.captureDate = piece.capture.captureDate;
+            }
+            if (piece.durationSeen)
+                capture.durationSec = piece.capture.durationSec;
+            if (piece.capture.lastDownloadMbps)
+                capture.lastDownloadMbps = piece.capture.lastDownloadMbps;
+            if (piece.capture.lastUploadMbps)
+                capture.lastUploadMbps = piece.capture.lastUploadMbps;
+            if (piece.capture.lastRSSI)
+                capture.lastRSSI = piece.capture.lastRSSI;
+
+            // An upload that opens a piece closes the download that the pieces before it left open.
+            if (piece.uploadBeforeDownload) {
+                if (pendingStart)
+                    capture.speedTestRanges.append(
+                        {*pendingStart, *piece.uploadBeforeDownload, u"download"_s, downloadsBefore});
+                pendingStart.reset();
+            }
+            if (piece.downloads > 0)
+                pendingStart = piece.pendingStart;
+            for (ThroughputPoint& point : piece.capture.throughputPoints)
+                point.testNum += downloadsBefore;
+            for (SpeedTestRange& range : piece.capture.speedTestRanges)
+                range.testNum += downloadsBefore;
+            downloadsBefore += piece.downloads;
+
+            appendMoved(capture.latencyPoints, piece.capture.latencyPoints);
+            appendMoved(capture.throughputPoints, piece.capture.throughputPoints);
+            appendMoved(capture.rssiHistory, piece.capture.rssiHistory);
+            appendMoved(capture.traceroutePoints, piece.capture.traceroutePoints);
+            appendMoved(capture.speedTestRanges, piece.capture.speedTestRanges);
+            appendMoved(capture.observedThroughputPoints, piece.capture.observedThroughputPoints);
+        });
+    if (error) {
+        warn(u"CSV load failed: "_s + csvPath + u" error="_s + *error);
+        return std::nullopt;
+    }
+    if (lineCount < 2)
+        return std::nullopt;
+
+    if (capture.latencyPoints.capacity() >
+        capture.latencyPoints.size() + capture.latencyPoints.size() / 8 + 64)
+        capture.latencyPoints.squeeze();
+    if (capture.durationSec == 0 && !capture.latencyPoints.isEmpty())
+        capture.durationSec = static_cast<double>(capture.latencyPoints.first().date.msecsTo(
+                                  capture.latencyPoints.last().date)) /
+                              1000.0;
+
+    const QFileInfo info(csvPath);
+    if (const std::optional<CaptureEntry> entry = captureEntry(info.path(), info.fileName())) {
+        capture.location = entry->location;
+        capture.network = entry->networkType;
+    }
+    return capture;
+}
+
+CSVLoader::QuickStats CSVLoader::quickStats(const QString& csvPath, qint64 pieceSize) {
+    QFile file(csvPath);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        warn(u"CSV quickStats failed: "_s + csvPath + u" error="_s + file.errorString());
         return {};
     }
-    if (lineIndex < 2)
+    const QList<FileStretch> stretches = splitAtLineFeeds(file, pieceSize);
+    file.close();
+
+    QuickPiece whole;
+    const std::optional<QString> error =
+        readStretches<QuickPiece>(csvPath, stretches, [&whole](QuickPiece& piece) { whole.append(piece); });
+    if (error) {
+        warn(u"CSV quickStats failed: "_s + csvPath + u" error="_s + *error);
+        return {};
+    }
+    if (whole.lines < 2)
         return {};
 
     QuickStats stats;
+    std::vector<double>& roundTrips = whole.roundTrips;
     if (!roundTrips.empty()) {
         // The element at count / 2 of the sorted times: the upper middle one for an even count, no
         // averaging.
@@ -596,12 +786,12 @@ CSVLoader::QuickStats CSVLoader::quickStats(const QString& csvPath) {
         std::nth_element(roundTrips.begin(), middle, roundTrips.end());
         stats.medianLatencyMs = *middle;
     }
-    if (pingCount > 0)
-        stats.lossPct = static_cast<double>(lostCount) / static_cast<double>(pingCount) * 100.0;
-    stats.lastDownloadMbps = lastDownload;
-    stats.lastUploadMbps = lastUpload;
-    if (durationSec)
-        stats.durationMin = *durationSec / 60.0;
+    if (whole.pingCount > 0)
+        stats.lossPct = static_cast<double>(whole.lostCount) / static_cast<double>(whole.pingCount) * 100.0;
+    stats.lastDownloadMbps = whole.lastDownload;
+    stats.lastUploadMbps = whole.lastUpload;
+    if (whole.durationSec && *whole.durationSec)
+        stats.durationMin = **whole.durationSec / 60.0;
     return stats;
 }
 

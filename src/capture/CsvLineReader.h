@@ -17,9 +17,12 @@ class CsvLineReader {
 public:
     static constexpr qsizetype defaultChunkSize = 256 * 1024;
 
-    explicit CsvLineReader(QIODevice& device, qsizetype chunkSize = defaultChunkSize)
+    // Reads to the end of the device, or only `length` bytes from where it stands. Such a stretch ends
+    // just behind a line feed, so the empty text after its last line end is no line of its own.
+    explicit CsvLineReader(QIODevice& device, qsizetype chunkSize = defaultChunkSize, qint64 length = -1)
         : m_device(device)
-        , m_chunkSize(std::max<qsizetype>(chunkSize, 4)) {}
+        , m_chunkSize(std::max<qsizetype>(chunkSize, 4))
+        , m_remaining(length) {}
 
     // Calls onLine(std::string_view) for every line in order. False when reading failed or the
     // text isn't UTF-8; errorString() then says why, and the lines seen so far must be dropped.
@@ -46,6 +49,7 @@ private:
 
     QIODevice& m_device;
     qsizetype m_chunkSize;
+    qint64 m_remaining; // bytes left to read; negative for all of them
     QString m_error;
 };
 
@@ -57,10 +61,14 @@ template <typename OnLine> bool CsvLineReader::forEachLine(OnLine&& onLine) {
         // A line longer than half the buffer doubles it, so a huge line is rescanned only a few times.
         if (filled > buffer.size() / 2)
             buffer.resize(buffer.size() * 2);
-        const qint64 count =
-            m_device.read(buffer.data() + filled, static_cast<qint64>(buffer.size() - filled));
+        qint64 wanted = static_cast<qint64>(buffer.size() - filled);
+        if (m_remaining >= 0)
+            wanted = std::min(wanted, m_remaining);
+        const qint64 count = wanted > 0 ? m_device.read(buffer.data() + filled, wanted) : 0;
         if (count < 0)
             return fail(m_device.errorString());
+        if (m_remaining >= 0)
+            m_remaining -= count;
         atEnd = count == 0;
         filled += static_cast<size_t>(count);
 
@@ -90,7 +98,8 @@ template <typename OnLine> bool CsvLineReader::forEachLine(OnLine&& onLine) {
         if (atEnd) {
             if (!QByteArrayView(line, end - line).isValidUtf8())
                 return fail(QStringLiteral("the file is not valid UTF-8 text"));
-            onLine(std::string_view(line, end - line));
+            if (m_remaining < 0 || line != end)
+                onLine(std::string_view(line, end - line));
             return true;
         }
         filled = static_cast<size_t>(end - line);

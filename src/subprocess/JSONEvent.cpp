@@ -1,11 +1,14 @@
 #include "subprocess/JSONEvent.h"
 
+#include "subprocess/JsonLineTree.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonParseError>
 #include <QJsonValue>
 
+#include <algorithm>
 #include <array>
 #include <limits>
 
@@ -47,12 +50,202 @@ constexpr std::array<KindNames, JSONEvent::kindCount> kindNames{{
     {QLatin1StringView(), "unknown"_L1},
 }};
 
+// `name` is a QStringView, or a QLatin1StringView over UTF-8 bytes: those equal an ASCII wire name
+// exactly when the text does.
+template <typename Name> JSONEvent::Kind kindForName(Name name) {
+    for (int i = 0; i < JSONEvent::kindCount - 1; ++i) {
+        if (name == kindNames[i].wire)
+            return static_cast<JSONEvent::Kind>(i);
+    }
+    return JSONEvent::Kind::unknown;
+}
+
+// Any JSON number whose value is a whole number within 64 bits; 10.5 breaks the line, and an integer
+// beyond double precision stays exact because the parser keeps it as an integer. Whole numbers written
+// as 10.0 or 1e3 are deliberately read as the counts they are: the parser keeps no spelling, and a tool
+// that prints a count through a float still means the count.
+std::optional<qint64> wholeNumber(const QJsonValue& value) {
+    constexpr qint64 lowest = std::numeric_limits<qint64>::min();
+    const qint64 integer = value.toInteger(lowest);
+    // toInteger() answers its default for "not a whole number": ask again with another default to tell
+    // that apart from the lowest 64-bit value itself.
+    if (integer == lowest && value.toInteger(0) != lowest)
+        return std::nullopt;
+    return integer;
+}
+
+// A value of an object read by Qt's JSON reader.
+class QtValue {
+public:
+    explicit QtValue(QJsonValue value)
+        : m_value(std::move(value)) {}
+
+    bool missing() const { return m_value.isUndefined() || m_value.isNull(); }
+
+    std::optional<JSONEvent::Kind> eventKind() const {
+        if (!m_value.isString())
+            return std::nullopt;
+        return kindForName(QStringView(m_value.toString()));
+    }
+
+    bool read(QString& out) const {
+        if (!m_value.isString())
+            return false;
+        out = m_value.toString();
+        return true;
+    }
+
+    bool read(double& out) const {
+        if (!m_value.isDouble())
+            return false;
+        out = m_value.toDouble();
+        return true;
+    }
+
+    bool read(qint64& out) const {
+        if (!m_value.isDouble())
+            return false;
+        const std::optional<qint64> whole = wholeNumber(m_value);
+        if (whole)
+            out = *whole;
+        return whole.has_value();
+    }
+
+    bool read(bool& out) const {
+        if (!m_value.isBool())
+            return false;
+        out = m_value.toBool();
+        return true;
+    }
+
+    // Calls `element` with each element of an array; false when this is no array or `element` refuses
+    // one.
+    template <typename Element> bool everyElement(Element element) const {
+        if (!m_value.isArray())
+            return false;
+        const QJsonArray array = m_value.toArray();
+        return std::all_of(array.begin(), array.end(),
+                           [&](const QJsonValue& value) { return element(QtValue(value)); });
+    }
+
+    // Calls `read` with this object; false when this is no object.
+    template <typename Read> bool asObject(Read read) const;
+
+private:
+    QJsonValue m_value;
+};
+
+class QtObject {
+public:
+    explicit QtObject(QJsonObject object)
+        : m_object(std::move(object)) {}
+    QtValue value(QLatin1StringView key) const { return QtValue(m_object.value(key)); }
+
+private:
+    QJsonObject m_object;
+};
+
+template <typename Read> bool QtValue::asObject(Read read) const {
+    return m_value.isObject() && read(QtObject(m_value.toObject()));
+}
+
+// A value of a line read into a JsonLineTree; index 0 (the root, never a member) stands for a missing key.
+class TreeValue {
+public:
+    using Type = JsonLineTree::Node::Type;
+
+    TreeValue(const JsonLineTree& tree, quint32 index)
+        : m_tree(tree)
+        , m_index(index) {}
+
+    bool missing() const { return m_index == JsonLineTree::root || node().type == Type::null; }
+
+    std::optional<JSONEvent::Kind> eventKind() const {
+        if (missing() || node().type != Type::string)
+            return std::nullopt;
+        return kindForName(QLatin1StringView(node().text.data(), qsizetype(node().text.size())));
+    }
+
+    bool read(QString& out) const {
+        if (node().type != Type::string)
+            return false;
+        out = QString::fromUtf8(node().text.data(), qsizetype(node().text.size()));
+        return true;
+    }
+
+    bool read(double& out) const {
+        if (node().type == Type::integer)
+            out = double(node().integer);
+        else if (node().type == Type::number)
+            out = node().number;
+        else
+            return false;
+        return true;
+    }
+
+    bool read(qint64& out) const {
+        if (node().type == Type::integer) {
+            out = node().integer;
+            return true;
+        }
+        if (node().type != Type::number)
+            return false;
+        const std::optional<qint64> whole = wholeNumber(QJsonValue(node().number));
+        if (whole)
+            out = *whole;
+        return whole.has_value();
+    }
+
+    bool read(bool& out) const {
+        if (node().type != Type::boolean)
+            return false;
+        out = node().boolean;
+        return true;
+    }
+
+    template <typename Element> bool everyElement(Element element) const {
+        if (node().type != Type::array)
+            return false;
+        for (quint32 child = m_tree.firstChild(m_index); child < node().end; child = m_tree.node(child).end) {
+            if (!element(TreeValue(m_tree, child)))
+                return false;
+        }
+        return true;
+    }
+
+    template <typename Read> bool asObject(Read read) const;
+
+private:
+    const JsonLineTree::Node& node() const { return m_tree.node(m_index); }
+
+    const JsonLineTree& m_tree;
+    quint32 m_index;
+};
+
+class TreeObject {
+public:
+    TreeObject(const JsonLineTree& tree, quint32 index)
+        : m_tree(tree)
+        , m_index(index) {}
+    TreeValue value(QLatin1StringView key) const {
+        return TreeValue(m_tree, m_tree.member(m_index, std::string_view(key.data(), size_t(key.size()))));
+    }
+
+private:
+    const JsonLineTree& m_tree;
+    quint32 m_index;
+};
+
+template <typename Read> bool TreeValue::asObject(Read read) const {
+    return node().type == Type::object && read(TreeObject(m_tree, m_index));
+}
+
 // Reads the keys of one flat object by the one rule of the format: a required key must be there with
 // a value of its type; an optional key may be missing or null, but a value of the wrong type still
 // breaks the line. The first failure sticks, and later reads do nothing.
-class PayloadReader {
+template <typename Object> class PayloadReader {
 public:
-    explicit PayloadReader(const QJsonObject& object)
+    explicit PayloadReader(const Object& object)
         : m_object(object) {}
 
     bool ok() const { return m_ok; }
@@ -60,16 +253,16 @@ public:
     template <typename T> void required(QLatin1StringView key, T& out) {
         if (!m_ok)
             return;
-        const QJsonValue value = m_object.value(key);
-        if (value.isUndefined() || value.isNull() || !read(value, out))
+        const auto value = m_object.value(key);
+        if (value.missing() || !read(value, out))
             m_ok = false;
     }
 
     template <typename T> void optional(QLatin1StringView key, std::optional<T>& out) {
         if (!m_ok)
             return;
-        const QJsonValue value = m_object.value(key);
-        if (value.isUndefined() || value.isNull())
+        const auto value = m_object.value(key);
+        if (value.missing())
             return;
         T decoded{};
         if (read(value, decoded))
@@ -79,89 +272,49 @@ public:
     }
 
 private:
-    static bool read(const QJsonValue& value, QString& out) {
-        if (!value.isString())
-            return false;
-        out = value.toString();
-        return true;
+    template <typename Value, typename T> static bool read(const Value& value, T& out) {
+        return value.read(out);
     }
 
-    static bool read(const QJsonValue& value, double& out) {
-        if (!value.isDouble())
-            return false;
-        out = value.toDouble();
-        return true;
-    }
-
-    // Any JSON number whose value is a whole number within 64 bits; 10.5 breaks the line, and an
-    // integer beyond double precision stays exact because the parser keeps it as an integer. Whole
-    // numbers written as 10.0 or 1e3 are deliberately read as the counts they are: the parser keeps no
-    // spelling, and a tool that prints a count through a float still means the count.
-    static bool read(const QJsonValue& value, qint64& out) {
-        if (!value.isDouble())
-            return false;
-        constexpr qint64 lowest = std::numeric_limits<qint64>::min();
-        const qint64 integer = value.toInteger(lowest);
-        // toInteger() answers its default for "not a whole number": ask again with another default to
-        // tell that apart from the lowest 64-bit value itself.
-        if (integer == lowest && value.toInteger(0) != lowest)
-            return false;
-        out = integer;
-        return true;
-    }
-
-    static bool read(const QJsonValue& value, bool& out) {
-        if (!value.isBool())
-            return false;
-        out = value.toBool();
-        return true;
-    }
-
-    static bool read(const QJsonValue& value, QStringList& out) {
-        if (!value.isArray())
-            return false;
-        const QJsonArray array = value.toArray();
-        out.reserve(array.size());
-        for (const QJsonValue& element : array) {
-            if (!element.isString())
+    template <typename Value> static bool read(const Value& value, QStringList& out) {
+        return value.everyElement([&out](const Value& element) {
+            QString text;
+            if (!element.read(text))
                 return false;
-            out.append(element.toString());
-        }
-        return true;
+            out.append(std::move(text));
+            return true;
+        });
     }
 
-    static bool read(const QJsonValue& value, QList<TracerouteHop>& out) {
-        if (!value.isArray())
-            return false;
-        const QJsonArray array = value.toArray();
-        out.reserve(array.size());
-        for (const QJsonValue& element : array) {
-            if (!element.isObject())
-                return false;
-            PayloadReader hop(element.toObject());
-            TracerouteHop decoded;
-            hop.required("hop"_L1, decoded.hop);
-            hop.required("ip"_L1, decoded.ip);
-            hop.optional("rtt_ms"_L1, decoded.rttMs);
-            if (!hop.ok())
-                return false;
-            out.append(std::move(decoded));
-        }
-        return true;
+    template <typename Value> static bool read(const Value& value, QList<TracerouteHop>& out) {
+        return value.everyElement([&out](const Value& element) {
+            return element.asObject([&out](const auto& object) {
+                PayloadReader<std::decay_t<decltype(object)>> hop(object);
+                TracerouteHop decoded;
+                hop.required("hop"_L1, decoded.hop);
+                hop.required("ip"_L1, decoded.ip);
+                hop.optional("rtt_ms"_L1, decoded.rttMs);
+                if (!hop.ok())
+                    return false;
+                out.append(std::move(decoded));
+                return true;
+            });
+        });
     }
 
-    const QJsonObject& m_object;
+    const Object& m_object;
     bool m_ok = true;
 };
 
-template <typename T> std::optional<JSONEvent> finish(const PayloadReader& reader, T&& payload) {
+template <typename Object, typename T>
+std::optional<JSONEvent> finish(const PayloadReader<Object>& reader, T&& payload) {
     if (!reader.ok())
         return std::nullopt;
     return JSONEvent{std::forward<T>(payload)};
 }
 
-std::optional<JSONEvent> decodePayload(JSONEvent::Kind kind, const QJsonObject& o) {
-    PayloadReader r(o);
+template <typename Object> std::optional<JSONEvent> decodePayload(JSONEvent::Kind kind, const Object& o) {
+    PayloadReader<Object> r(o);
     using K = JSONEvent::Kind;
     switch (kind) {
     case K::info: {
@@ -400,28 +553,31 @@ std::optional<JSONEvent> decodePayload(JSONEvent::Kind kind, const QJsonObject& 
     return JSONEvent{UnknownEvent{}};
 }
 
-JSONEvent::Kind kindForName(QStringView name) {
-    for (int i = 0; i < JSONEvent::kindCount - 1; ++i) {
-        if (name == kindNames[i].wire)
-            return static_cast<JSONEvent::Kind>(i);
-    }
-    return JSONEvent::Kind::unknown;
+template <typename Object> std::optional<JSONEvent> decodeObject(const Object& object) {
+    const std::optional<JSONEvent::Kind> kind = object.value("event"_L1).eventKind();
+    if (!kind)
+        return std::nullopt;
+    return decodePayload(*kind, object);
 }
 
 } // namespace
 
 std::optional<JSONEvent> JSONEvent::decode(QByteArrayView line) {
+    // One tree for each thread that decodes, so that its buffers are reused from line to line.
+    thread_local JsonLineTree tree;
+    if (tree.read(line))
+        return decodeObject(TreeObject(tree, JsonLineTree::root));
+    return decodeWithQtReader(line);
+}
+
+std::optional<JSONEvent> JSONEvent::decodeWithQtReader(QByteArrayView line) {
     QJsonParseError error;
     // The parser only reads the bytes during the call: no copy is needed.
     const QJsonDocument document =
         QJsonDocument::fromJson(QByteArray::fromRawData(line.data(), line.size()), &error);
     if (error.error != QJsonParseError::NoError || !document.isObject())
         return std::nullopt;
-    const QJsonObject object = document.object();
-    const QJsonValue event = object.value("event"_L1);
-    if (!event.isString())
-        return std::nullopt;
-    return decodePayload(kindForName(event.toString()), object);
+    return decodeObject(QtObject(document.object()));
 }
 
 QLatin1StringView JSONEvent::wireName(Kind kind) {

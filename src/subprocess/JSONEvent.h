@@ -330,6 +330,9 @@ struct JSONEvent {
     // The bytes of one line (without its line feed) as one event, or nothing when the line is not a
     // JSON object, has no string `event`, or breaks the rules of its payload.
     static std::optional<JSONEvent> decode(QByteArrayView line);
+    // The same rules over Qt's JSON reader. decode() gives the very same answer faster; this one is
+    // the reference it is held to, and reads the lines that the faster reader leaves to it.
+    static std::optional<JSONEvent> decodeWithQtReader(QByteArrayView line);
 
     // The value of `event` that selects a kind; empty for `unknown`, which stands for every other name.
     static QLatin1StringView wireName(Kind kind);

@@ -7,10 +7,11 @@
 
 using namespace Qt::StringLiterals;
 
-// One line of the tool's event stream.
+// One line of the tool's event stream, through the fast decoder and through Qt's reader, which must agree.
 int fuzzJsonEvent(const std::uint8_t* data, std::size_t size) {
     const QByteArrayView line(data, static_cast<qsizetype>(size));
     const std::optional<JSONEvent> event = JSONEvent::decode(line);
+    fuzzCheck(event == JSONEvent::decodeWithQtReader(line), "both decoders read a line alike");
     if (!event)
         return 0;
     // An event comes only from an object whose "event" names its kind, or no kind this program knows.
