@@ -55,6 +55,7 @@ ReportExport::ReportExport(AppState& state, QWidget* parent)
 
 void ReportExport::write(const QString& path) {
     QString error;
+    bool cancelled = false;
     {
         CaptureReport report(m_state);
         QProgressDialog progress(u"Writing the report\u2026"_s, u"Cancel"_s, 0, 0, m_parent);
@@ -68,6 +69,13 @@ void ReportExport::write(const QString& path) {
         };
         if (const std::optional<QString> failed = report.writePdf(path, step))
             error = *failed;
+        cancelled = progress.wasCanceled();
+    }
+    if (cancelled) {
+        // The user stopped it and knows: no file, nothing more to say.
+        emit finished(QString(), error);
+        deleteLater();
+        return;
     }
 
     m_notice = new QMessageBox(m_parent);
