@@ -5,16 +5,16 @@
 // memory is the process's resident high-water mark, before the load and at the end.
 // Prints the figures as plain lines; judges nothing beyond saying whether the goal was met.
 
+#include "GeneratedCapture.h"
+
 #include "core/AppState.h"
 #include "services/FileLogger.h"
 #include "views/CaptureReport.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
-#include <QProcess>
 #include <QTemporaryDir>
 
 #include <sys/resource.h>
@@ -50,31 +50,18 @@ int main(int argc, char* argv[]) {
     parser.process(app);
     const int rows = parser.value(u"rows"_s).toInt();
 
-    // A sandbox home, so that nothing of the user's settings or captures is read or written.
     QTemporaryDir home;
-    qputenv("HOME", home.path().toUtf8());
-    for (const char* variable : {"XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME"})
-        qunsetenv(variable);
-
-    const QString capture = home.path() + u"/captures/wifi_capture_20250601T120000Z.csv"_s;
-    QDir().mkpath(home.path() + u"/captures"_s);
-    QElapsedTimer timer;
-    timer.start();
-    QProcess python;
-    python.start(u"python3"_s, {QStringLiteral(NORVANE_SIMULATOR_DIR) + u"/gen_capture.py"_s, u"--rows"_s,
-                                QString::number(rows), u"--out"_s, capture, u"--seed"_s, u"1"_s});
-    if (!python.waitForFinished(600'000) || python.exitCode() != 0) {
-        std::fprintf(stderr, "gen_capture.py failed: %s\n", python.readAllStandardError().constData());
+    const std::optional<QString> capture = GeneratedCapture::make(home, rows);
+    if (!capture)
         return 1;
-    }
-    std::printf("generated capture: %d rows in %.1f s (not counted)\n", rows, msSince(timer) / 1000);
 
     FileLogger log(home.path() + u"/logs"_s);
     AppState state(log);
     const double peakBefore = peakMegabytes();
 
-    timer.restart();
-    state.loadCapture(capture);
+    QElapsedTimer timer;
+    timer.start();
+    state.loadCapture(*capture);
     const double loadMs = msSince(timer);
     if (state.errorMessage()) {
         std::fprintf(stderr, "the capture did not load: %s\n", qPrintable(*state.errorMessage()));
@@ -85,18 +72,19 @@ int main(int argc, char* argv[]) {
     CaptureReport report(state);
     const double layoutMs = msSince(step);
     step.restart();
+    const auto failed = [](const std::optional<QString>& error) {
+        if (error)
+            std::fprintf(stderr, "%s\n", qPrintable(*error));
+        return error.has_value();
+    };
     const QString pdf = home.path() + u"/report.pdf"_s;
-    if (const std::optional<QString> error = report.writePdf(pdf)) {
-        std::fprintf(stderr, "%s\n", qPrintable(*error));
+    if (failed(report.writePdf(pdf)))
         return 1;
-    }
     const double pdfMs = msSince(step);
     step.restart();
     const QString png = home.path() + u"/report.png"_s;
-    if (const std::optional<QString> error = report.writePicture(png)) {
-        std::fprintf(stderr, "%s\n", qPrintable(*error));
+    if (failed(report.writePicture(png)))
         return 1;
-    }
     const double pictureMs = msSince(step);
     const double totalMs = msSince(timer);
 

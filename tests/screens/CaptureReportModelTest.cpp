@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 using namespace CaptureReportModel;
@@ -11,7 +10,7 @@ using namespace CaptureReportModel;
 namespace {
 
 QDateTime localNoon() {
-    return QDateTime(QDate(2026, 3, 14), QTime(12, 0), QTimeZone::LocalTime);
+    return QDateTime(QDate(2026, 3, 14), QTime(12, 0));
 }
 
 } // namespace
@@ -79,7 +78,7 @@ TEST(ResultsLatencyChartThinning, KeepsOneMarkPerCellOfEachSeries) {
 
 TEST(ResultsLatencyChartThinning, AFrameOfAnyLengthComesFromTheWholeCapture) {
     QList<LatencyPoint> points;
-    const QDateTime start = QDateTime::fromSecsSinceEpoch(1'700'000'000, QTimeZone::UTC);
+    const QDateTime start = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC);
     for (int second = 0; second < 3600; ++second)
         points.append(LatencyPoint{start.addSecs(second), 20.0 + second % 7, false, u"ping"_s, u"1.1.1.1"_s});
     const ResultsLatencyChart::Timeline timeline(points, {});

@@ -127,7 +127,6 @@ TEST_F(CaptureReportTest, GoodCaptureNamesPlaceNetworkVerdictAndFigures) {
     EXPECT_TRUE(text.contains(u"DNS & QUIC"_s));
     EXPECT_TRUE(text.contains(u"Norvane "_s));
     EXPECT_TRUE(text.contains(u"wifi_capture_20261121T091500Z.csv \u00b7 Page 1 of %1"_s.arg(pages)));
-    EXPECT_GE(pages, 2);
 }
 
 TEST_F(CaptureReportTest, FlakyCaptureShowsTheBlockedTargetTheLossAndTheWarnings) {
@@ -224,7 +223,7 @@ TEST_F(CaptureReportTest, ProgressCountsThePiecesAndCanCancel) {
 
 TEST_F(CaptureReportTest, PageCountGrowsWithTheCaptureAndStaysBounded) {
     QList<int> pages;
-    for (const int rows : {2'000, 8'000, 60'000, 250'000}) {
+    for (const int rows : {2'000, 40'000, 150'000}) {
         const QString csv = out.filePath(u"long_%1.csv"_s.arg(rows));
         QProcess python;
         python.start(u"python3"_s, {simulatorDir() + u"/gen_capture.py"_s, u"--rows"_s, QString::number(rows),
@@ -235,9 +234,9 @@ TEST_F(CaptureReportTest, PageCountGrowsWithTheCaptureAndStaysBounded) {
         report(csv, &count);
         pages.append(count);
     }
+    // Minutes fill a page or two; past a couple of hours the timeline rows stop growing, and so does the
+    // report.
     EXPECT_LT(pages[0], pages[1]) << pages[0] << ' ' << pages[1];
-    EXPECT_LE(pages[1], pages[2]);
-    // Past a few hours the timeline rows stop growing, and so does the report.
-    EXPECT_EQ(pages[2], pages[3]);
-    EXPECT_LE(pages[3], 8);
+    EXPECT_EQ(pages[1], pages[2]);
+    EXPECT_LE(pages[2], 4);
 }

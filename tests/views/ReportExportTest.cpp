@@ -55,14 +55,14 @@ protected:
     }
     void TearDown() override { QDesktopServices::unsetUrlHandler(u"file"_s); }
 
-    // Types the report's path into the save dialog and presses Return, as a user would.
-    static void saveAs(QFileDialog* dialog, const QString& path) {
-        auto* name = dialog->findChild<QLineEdit*>(u"fileNameEdit"_s);
-        ASSERT_NE(name, nullptr);
-        name->selectAll();
-        QTest::keyClick(name, Qt::Key_Backspace);
-        QTest::keyClicks(name, path);
-        QTest::keyClick(name, Qt::Key_Return);
+    // Types the report's name into the save dialog and presses Return, as a user would.
+    static void saveAs(QFileDialog* dialog, const QString& name) {
+        auto* edit = dialog->findChild<QLineEdit*>(u"fileNameEdit"_s);
+        ASSERT_NE(edit, nullptr);
+        edit->selectAll();
+        QTest::keyClick(edit, Qt::Key_Backspace);
+        QTest::keyClicks(edit, name);
+        QTest::keyClick(edit, Qt::Key_Return);
     }
 
     TempHome home;
@@ -112,8 +112,9 @@ TEST_F(ReportExportTest, ClickAsksWhereSuggestsANameWritesAndOffersTheFolder) {
     EXPECT_TRUE(suggested.startsWith(u"Norvane Hotel Aurora, room 412 2026-"_s)) << qPrintable(suggested);
     EXPECT_EQ(dialog->findChild<QLineEdit*>(u"fileNameEdit"_s)->text(), suggested);
 
+    dialog->setDirectory(out.path());
     const QString pdf = out.filePath(u"For the front desk.pdf"_s);
-    saveAs(dialog, pdf);
+    saveAs(dialog, u"For the front desk.pdf"_s);
     QFile file(pdf);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     EXPECT_EQ(file.read(5), "%PDF-");
@@ -142,6 +143,8 @@ TEST_F(ReportExportTest, FileMenuOffersTheReportOnlyWhileResultsShow) {
     app.appState().loadCapture(testDataPath(u"report/failed_at_once.csv"_s));
     QApplication::processEvents();
     EXPECT_TRUE(action->isVisible());
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
     QTest::keyClick(&window, Qt::Key_E, Qt::ControlModifier);
     auto* dialog = window.findChild<QFileDialog*>(u"reportSaveDialog"_s);
     ASSERT_NE(dialog, nullptr);

@@ -1,5 +1,7 @@
 #include "ReportVerb.h"
 
+#include "CliArguments.h"
+
 #include "core/AppState.h"
 #include "services/FileLogger.h"
 #include "views/CaptureReport.h"
@@ -23,32 +25,27 @@ struct ReportArguments {
     std::optional<QString> picture;
 };
 
-std::optional<ReportArguments> parse(const QStringList& arguments, QTextStream& err) {
+std::optional<ReportArguments> parse(QStringList arguments, QTextStream& err) {
     ReportArguments parsed;
-    QStringList files;
-    for (qsizetype index = 0; index < arguments.size(); ++index) {
-        const QString& argument = arguments[index];
-        const bool takesValue = argument == u"-o"_s || argument == u"--png"_s;
-        if (takesValue && index + 1 >= arguments.size()) {
-            err << argument << " needs a file name\nUsage: " << usage << '\n';
+    // The options that take a file are taken out first; the capture is what remains.
+    for (const QString& option : {u"-o"_s, u"--png"_s}) {
+        const qsizetype at = arguments.indexOf(option);
+        if (at < 0)
+            continue;
+        if (at + 1 >= arguments.size()) {
+            err << option << " needs a file name\nUsage: " << usage << '\n';
             return std::nullopt;
         }
-        if (argument == u"-o"_s) {
-            parsed.pdf = arguments[++index];
-        } else if (argument == u"--png"_s) {
-            parsed.picture = arguments[++index];
-        } else if (argument.startsWith(u'-')) {
-            err << "Unknown option " << argument << "\nUsage: " << usage << '\n';
-            return std::nullopt;
-        } else {
-            files.append(argument);
-        }
+        (option == u"-o"_s ? parsed.pdf : parsed.picture.emplace()) = arguments.takeAt(at + 1);
+        arguments.removeAt(at);
     }
-    if (files.size() != 1) {
-        err << "Usage: " << usage << '\n';
+    const std::optional<FileArguments> rest = FileArguments::parse(arguments, usage, err);
+    if (!rest || rest->asJson) {
+        if (rest)
+            err << "Unknown option --json\nUsage: " << usage << '\n';
         return std::nullopt;
     }
-    parsed.capture = files.first();
+    parsed.capture = rest->file;
     // Beside the capture, under its own name: the two belong together.
     if (parsed.pdf.isEmpty()) {
         const QFileInfo capture(parsed.capture);

@@ -92,6 +92,10 @@ void CaptureReport::build() {
     // Paper is white whatever the desktop's scheme.
     m_root->setPalette(QApplication::style()->standardPalette());
     m_root->setAttribute(Qt::WA_DontShowOnScreen);
+    // Ligatures would put "ﬁ" for "fi" into the PDF's text, and a search for "wifi" would miss it.
+    QFont font = m_root->font();
+    font.setStyleStrategy(QFont::PreferNoShaping);
+    m_root->setFont(font);
     m_root->setFixedWidth(contentWidth);
     auto* column = new QVBoxLayout(m_root.get());
     column->setContentsMargins(0, 0, 0, 0);
