@@ -593,18 +593,19 @@ int main(int argc, char* argv[]) {
             out << page.filePath() << '\n';
         }
     }
-
-    settings->close();
-}
-qunsetenv("NORVANE_SIM_GATEWAY");
-qunsetenv("NORVANE_SIM_PING");
-qputenv("NORVANE_PORTAL_PROBE_URL", closedPortal);
-if (QMessageBox* alert = history ? history->deleteAlert() : nullptr)
-    alert->reject();
-history.reset();
-// Nothing of the tour may outlive it: no child was started, but the session ends as the program's does.
-state.newCapture();
-norvane.handleTermination();
-FileLogger::shared().waitForIdle();
-return failures == 0 ? 0 : 1;
+    if (settings) {
+        settings->screen().setAutoUpload(true);
+        settings->close();
+    }
+    qunsetenv("NORVANE_SIM_GATEWAY");
+    qunsetenv("NORVANE_SIM_PING");
+    qputenv("NORVANE_PORTAL_PROBE_URL", closedPortal);
+    if (QMessageBox* alert = history ? history->deleteAlert() : nullptr)
+        alert->reject();
+    history.reset();
+    // Nothing of the tour may outlive it: no child was started, but the session ends as the program's does.
+    state.newCapture();
+    norvane.handleTermination();
+    FileLogger::shared().waitForIdle();
+    return failures == 0 ? 0 : 1;
 }

@@ -209,6 +209,8 @@ QWidget* ResultsView::buildHeader(QWidget* parent) {
     check->setFixedSize(side, side);
     check->setObjectName(u"resultsCheck"_s);
     titleRow->addWidget(check);
+    // In the narrowest window the four actions leave the title less than its line: it wraps then.
+    m_title->setWordWrap(true);
     titleRow->addWidget(m_title, 1);
     layout->addLayout(titleRow);
     SymbolLabel::set(check, m_model->header().checkIcon, qColor(ResultsPalette::downloadColor()));
