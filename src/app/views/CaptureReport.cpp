@@ -122,13 +122,20 @@ void CaptureReport::build() {
     // Shown, though never on screen, so that the charts build and lay out as they do on the screen. The
     // screen's scroll bars have no meaning on paper.
     m_root->show();
-    // A layout shows the widgets added to a visible parent on the next turn of the event loop: the
-    // charts' legends and cells, made as the charts first showed.
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
+    // A layout shows the widgets added to a visible parent on the next turn of the event loop (the
+    // charts' legends and cells, made as the charts first showed), and a chart lays its axes out on a
+    // posted event too: both are delivered now, once the sizes are final. Repaints are left out: the
+    // report paints each piece once, into the page.
+    const auto catchUp = [] {
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+    };
+    catchUp();
     for (QScrollBar* bar : m_root->findChildren<QScrollBar*>())
         bar->hide();
     m_root->layout()->activate();
     m_root->adjustSize();
+    catchUp();
 
     if (latency) {
         const ResultsLatencyChart::Timeline& timeline = latency->timeline();
