@@ -41,6 +41,7 @@ bench: build
 	$(BUILD)/bin/norvane-bench
 	QT_QPA_PLATFORM=offscreen $(BUILD)/bin/norvane-running-bench
 	QT_QPA_PLATFORM=offscreen $(BUILD)/bin/norvane-results-bench
+	QT_QPA_PLATFORM=offscreen $(BUILD)/bin/norvane-report-bench
 
 # The whole suite under AddressSanitizer and UndefinedBehaviorSanitizer.
 asan: deps

@@ -7,6 +7,8 @@
 //       the capture to its end, and each step is painted before the next.
 // Prints the figures as plain lines; judges nothing beyond saying whether the goals were met.
 
+#include "GeneratedCapture.h"
+
 #include "core/AppState.h"
 #include "screens/LossHeatmap.h"
 #include "screens/ResultsLatencyChart.h"
@@ -60,31 +62,19 @@ int main(int argc, char* argv[]) {
     const int frames = std::max(2, parser.value(u"frames"_s).toInt());
     const int width = parser.value(u"width"_s).toInt();
 
-    // A sandbox home, so that nothing of the user's settings or captures is read or written.
     QTemporaryDir home;
-    qputenv("HOME", home.path().toUtf8());
-    for (const char* variable : {"XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME"})
-        qunsetenv(variable);
-
-    const QString capture = home.path() + u"/captures/wifi_capture_20250601T120000Z.csv"_s;
-    QDir().mkpath(home.path() + u"/captures"_s);
-    QElapsedTimer timer;
-    timer.start();
-    QProcess python;
-    python.start(u"python3"_s, {QStringLiteral(NORVANE_SIMULATOR_DIR) + u"/gen_capture.py"_s, u"--rows"_s,
-                                QString::number(rows), u"--out"_s, capture, u"--seed"_s, u"1"_s});
-    if (!python.waitForFinished(600'000) || python.exitCode() != 0) {
-        std::fprintf(stderr, "gen_capture.py failed: %s\n", python.readAllStandardError().constData());
+    const std::optional<QString> generated = GeneratedCapture::make(home, rows);
+    if (!generated)
         return 1;
-    }
-    std::printf("generated capture: %d rows in %.1f s (not counted)\n", rows, msSince(timer) / 1000);
+    const QString& capture = *generated;
 
     FileLogger log(home.path() + u"/logs"_s);
     AppState state(log);
 
     // (a) From the request to load to the first painted picture: the window builds the screen afresh when
     // the load has changed it.
-    timer.restart();
+    QElapsedTimer timer;
+    timer.start();
     state.loadCapture(capture);
     const double loadMs = msSince(timer);
     std::unique_ptr<ResultsView> widget = std::make_unique<ResultsView>(state);

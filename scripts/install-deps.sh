@@ -8,7 +8,7 @@ packages=(
     qt6-base-dev qt6-base-dev-tools qt6-charts-dev libqt6opengl6-dev qt6-svg-dev libgl-dev
     qt6-qpa-plugins libqt6svg6
     zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev libsimdjson-dev libfast-float-dev
-    python3 curl
+    python3 curl poppler-utils
     fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
 )
 case "${1:-}" in

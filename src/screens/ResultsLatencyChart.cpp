@@ -218,8 +218,12 @@ qsizetype Timeline::sampleCount(const ClosedRange& window) const {
 }
 
 Frame Timeline::frame(double scrollSeconds, const QSet<QString>& hidden) const {
+    return frame(window(scrollSeconds), hidden);
+}
+
+Frame Timeline::frame(const ClosedRange& window, const QSet<QString>& hidden) const {
     Frame result;
-    result.xDomain = window(scrollSeconds);
+    result.xDomain = window;
     result.yDomain = m_yDomain;
     result.timeLabels = TimeAxisTicks::ticks(result.xDomain, timeLabelIntervals);
 
@@ -251,6 +255,36 @@ Frame Timeline::frame(double scrollSeconds, const QSet<QString>& hidden) const {
         }
     }
     return result;
+}
+
+Frame thinnedToGrid(Frame frame, int columns, int rows) {
+    if (columns <= 0 || rows <= 0)
+        return frame;
+    const double width = frame.xDomain.upperBound - frame.xDomain.lowerBound;
+    const double height = frame.yDomain.upperBound - frame.yDomain.lowerBound;
+    if (width <= 0 || height <= 0)
+        return frame;
+    std::vector<bool> taken;
+    const auto thin = [&](QList<QPointF>& points) {
+        taken.assign(size_t(columns) * size_t(rows), false);
+        QList<QPointF> kept;
+        for (const QPointF& point : std::as_const(points)) {
+            const int column =
+                std::clamp(int((point.x() - frame.xDomain.lowerBound) / width * columns), 0, columns - 1);
+            const int row =
+                std::clamp(int((point.y() - frame.yDomain.lowerBound) / height * rows), 0, rows - 1);
+            const size_t cell = size_t(row) * size_t(columns) + size_t(column);
+            if (!taken[cell]) {
+                taken[cell] = true;
+                kept.append(point);
+            }
+        }
+        points = std::move(kept);
+    };
+    for (DotSeries& series : frame.dots)
+        thin(series.points);
+    thin(frame.losses);
+    return frame;
 }
 
 } // namespace ResultsLatencyChart

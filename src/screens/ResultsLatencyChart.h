@@ -105,6 +105,11 @@ struct Frame {
     friend bool operator==(const Frame&, const Frame&) = default;
 };
 
+// A frame of hours holds more samples than a plot of a few hundred pixels can tell apart: this keeps
+// the first mark of each series in each cell of a grid of `columns` by `rows` over the frame's domains,
+// so the picture stays the same while the marks drop to at most one per cell.
+Frame thinnedToGrid(Frame frame, int columns, int rows);
+
 // The whole capture, prepared once for every window to come: the percentiles, the scale, the time span
 // and the bands over all samples, and the samples in time order so that a window is found by binary
 // search. Building it is a few passes over the points; a frame costs only the points of its window.
@@ -132,6 +137,9 @@ public:
     qsizetype sampleCount(const ClosedRange& window) const;
 
     Frame frame(double scrollSeconds, const QSet<QString>& hidden) const;
+    // The frame of any stretch of the capture, however long: a printed timeline shows the whole
+    // capture in rows of its own length.
+    Frame frame(const ClosedRange& window, const QSet<QString>& hidden) const;
 
 private:
     struct Sample {

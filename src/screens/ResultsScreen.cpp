@@ -25,6 +25,13 @@ QString ResultsQualityLine::plainText() const {
     return label + u' ' + verdict + geoSuffix.value_or(QString()) + separator + explanation;
 }
 
+QString ResultsQualityLine::html() const {
+    const QString shown = verdict + geoSuffix.value_or(QString());
+    return label.toHtmlEscaped() + u" <span style=\"color:"_s + verdictColor.hexName() +
+           u"; font-weight:600\">"_s + shown.toHtmlEscaped() + u"</span>"_s +
+           QString(separator + explanation).toHtmlEscaped();
+}
+
 ResultsScreen::ResultsScreen(AppState& state, std::function<void(const QString&)> writeClipboard,
                              QObject* parent)
     : QObject(parent)

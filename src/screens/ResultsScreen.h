@@ -44,6 +44,8 @@ struct ResultsQualityLine {
 
     // The whole line as one plain text, for accessibility and tests.
     QString plainText() const;
+    // The same as rich text, the verdict and its suffix in the verdict's colour and weight.
+    QString html() const;
 
     friend bool operator==(const ResultsQualityLine&, const ResultsQualityLine&) = default;
 };

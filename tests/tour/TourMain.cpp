@@ -25,6 +25,7 @@
 #include "support/UpdateStandIns.h"
 #include "views/BootstrapView.h"
 #include "views/CapturePickerWindow.h"
+#include "views/CaptureReport.h"
 #include "views/DiagnosticsView.h"
 #include "views/MainWindow.h"
 #include "views/SettingsView.h"
@@ -36,6 +37,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QImage>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -552,6 +554,43 @@ int main(int argc, char* argv[]) {
                 continue;
             }
             out << file << '\n';
+        }
+    }
+    // The capture reports, as a reader of the PDF sees each page, and the summary picture beside them.
+    const QList<std::pair<QString, std::function<void()>>> reports = {
+        {u"good"_s, [&] { state.loadCapture(goodCsv); }},
+        {u"flaky"_s, [&] { state.loadCapture(flakyCsv); }},
+        {u"failed-at-once"_s, [&] { playFinished(hotel, failedAtOnce); }},
+        {u"six-hours"_s, [&] { state.loadCapture(sixHourCsv); }},
+    };
+    Theme::apply(app, Theme::Scheme::Light);
+    for (const auto& [name, prepare] : reports) {
+        ++number;
+        state.newCapture();
+        prepare();
+        settle();
+        const QString stem = u"%1/%2-report-%3"_s.arg(outDir).arg(number, 2, 10, QChar(u'0')).arg(name);
+        CaptureReport report(state);
+        const std::optional<QString> error = report.writePdf(stem + u".pdf"_s);
+        const std::optional<QString> pictureError = report.writePicture(stem + u"-summary.png"_s);
+        if (error || pictureError) {
+            out << error.value_or(pictureError.value_or(QString())) << '\n';
+            ++failures;
+            continue;
+        }
+        if (QProcess::execute(u"pdftoppm"_s,
+                              {u"-r"_s, u"80"_s, u"-png"_s, stem + u".pdf"_s, stem + u"-page"_s}) != 0) {
+            out << "pdftoppm (poppler-utils) could not draw " << stem << ".pdf\n";
+            ++failures;
+            continue;
+        }
+        const QFileInfoList pages = QDir(outDir).entryInfoList({QFileInfo(stem).fileName() + u"-*.png"_s});
+        for (const QFileInfo& page : pages) {
+            if (looksBlank(QImage(page.filePath()))) {
+                out << "blank picture: " << page.filePath() << '\n';
+                ++failures;
+            }
+            out << page.filePath() << '\n';
         }
     }
     if (settings) {

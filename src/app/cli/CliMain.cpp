@@ -1,14 +1,17 @@
 #include "CliVerb.h"
 #include "LatenessProbe.h"
+#include "ReportVerb.h"
 
 #include "core/NorvaneApp.h"
 #include "platform/CrashHandler.h"
 #include "platform/Platform.h"
 
+#include <QApplication>
 #include <QCoreApplication>
 #include <QTextStream>
 
 #include <cstdio>
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -33,7 +36,16 @@ void printHelp(QTextStream& out) {
 
 int main(int argc, char* argv[]) {
     CrashHandler::install(u"norvane-cli");
-    QCoreApplication app(argc, argv);
+    // Only the report draws; the other verbs stay free of any display. The report never shows a window,
+    // so it draws off screen unless told otherwise.
+    std::unique_ptr<QCoreApplication> app;
+    if (needsWidgets(QStringList{argc > 1 ? QString::fromLocal8Bit(argv[1]) : QString()})) {
+        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        app = std::make_unique<QApplication>(argc, argv);
+    } else {
+        app = std::make_unique<QCoreApplication>(argc, argv);
+    }
     QCoreApplication::setOrganizationName(u"Norvane"_s);
     QCoreApplication::setApplicationName(u"Norvane"_s);
     QCoreApplication::setApplicationVersion(Platform::appVersion());

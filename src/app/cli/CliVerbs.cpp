@@ -5,6 +5,7 @@
 #include "CrashReportsVerb.h"
 #include "DiagnoseVerb.h"
 #include "LibraryVerb.h"
+#include "ReportVerb.h"
 #include "SetupVerb.h"
 #include "VersionVerb.h"
 
@@ -50,6 +51,9 @@ const std::vector<CliVerb>& cliVerbs() {
         {u"paths"_s, QString(), u"Show where Norvane keeps captures, its log and its settings."_s, runPaths},
         {u"replay"_s, u"FILE [--json]"_s, u"Feed a recorded event stream through the live reducer."_s,
          runReplayVerb},
+        {u"report"_s, u"CAPTURE.csv [-o FILE.pdf] [--png FILE.png]"_s,
+         u"Write a capture's report as a PDF (beside the capture unless -o names it) and a summary picture."_s,
+         runReportVerb},
         {u"setup"_s, u"[--json]"_s,
          u"Install uv and the measurement tool's packages, as a first launch does."_s, runSetupVerb},
         {u"version"_s, u"[--check]"_s,

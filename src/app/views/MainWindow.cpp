@@ -6,6 +6,7 @@
 #include "DestructiveAlert.h"
 #include "DiagnosticsView.h"
 #include "FinishingView.h"
+#include "ReportExport.h"
 #include "ResultsView.h"
 #include "RunningView.h"
 #include "SettingsView.h"
@@ -16,6 +17,7 @@
 #include "core/NorvaneApp.h"
 #include "core/QuitAlert.h"
 #include "platform/Platform.h"
+#include "screens/CaptureReportModel.h"
 #include "screens/CheckForUpdatesViewModel.h"
 #include "screens/SetupScreen.h"
 #include "services/VersionCheck.h"
@@ -77,6 +79,11 @@ void MainWindow::buildMenus() {
     settings->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
     settings->setMenuRole(QAction::PreferencesRole);
     connect(settings, &QAction::triggered, this, &MainWindow::settingsRequested);
+    m_exportReport = fileMenu->addAction(CaptureReportModel::exportText());
+    m_exportReport->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_E));
+    m_exportReport->setVisible(false);
+    connect(m_exportReport, &QAction::triggered, this,
+            [this] { ReportExport::start(m_app.appState(), this); });
     QAction* history = fileMenu->addAction(u"Test History"_s);
     // Not Control-Y: a text field takes that for redo, and the setup screen opens in one.
     history->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_H));
@@ -145,6 +152,7 @@ QWidget* MainWindow::makeScreen(AppState::Screen screen) {
 }
 
 void MainWindow::showScreen(AppState::Screen screen) {
+    m_exportReport->setVisible(screen == AppState::Screen::results);
     // A screen keeps nothing of its own across a transition, so each visit builds it afresh.
     QWidget* old = m_screens->currentWidget();
     m_startAction->setEnabled(false);

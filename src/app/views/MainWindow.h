@@ -7,6 +7,7 @@
 #include <QPointer>
 
 class CapturePickerWindow;
+class QAction;
 class CheckForUpdatesViewModel;
 class NorvaneApp;
 class SettingsView;
@@ -68,6 +69,7 @@ private:
     QHash<AppState::Screen, QWidget*> m_pages;
     QPointer<QMessageBox> m_quitAlert;
     QPointer<SettingsView> m_settings;
+    QAction* m_exportReport = nullptr;                     // in the menu while results show
     CheckForUpdatesViewModel* m_checkForUpdates = nullptr; // what "Check for Updates…" follows and calls
     QAction* m_startAction = nullptr;                      // "Start Monitoring", while the setup screen shows
 };

@@ -354,6 +354,7 @@ QList<QRectF> ResultsLatencyChartView::ruleLabelBoxes() const {
 void ResultsLatencyChartView::rebuild() {
     m_timeline = Timeline(m_state.latencyPoints(), m_state.speedTestRanges());
     m_scrollSeconds = 0;
+    m_fixedWindow.reset();
     m_percentiles->setText(ResultsLatencyChart::percentileText(m_timeline.percentiles()).value_or(QString()));
     // The percentiles over the plot are what the chart says in words.
     m_plot->setAccessibleDescription(m_percentiles->text());
@@ -423,8 +424,9 @@ void ResultsLatencyChartView::syncDotSeries() {
 
 void ResultsLatencyChartView::scrollTo(double seconds) {
     const double clamped = std::clamp(seconds, 0.0, m_timeline.scrollRangeSeconds());
-    if (clamped == m_scrollSeconds)
+    if (clamped == m_scrollSeconds && !m_fixedWindow)
         return;
+    m_fixedWindow.reset();
     m_scrollSeconds = clamped;
     {
         const QSignalBlocker quiet(m_scrollBar);
@@ -438,8 +440,24 @@ void ResultsLatencyChartView::toggle(const QString& key) {
     applyFrame();
 }
 
+void ResultsLatencyChartView::showWindow(const ClosedRange& window) {
+    m_fixedWindow = window;
+    applyFrame();
+}
+
+QWidget* ResultsLatencyChartView::plotWidget() const {
+    return m_plot;
+}
+
 void ResultsLatencyChartView::applyFrame() {
-    m_frame = m_timeline.frame(m_scrollSeconds, m_hidden);
+    if (m_fixedWindow) {
+        // A dot is about four pixels across: one in each two-pixel cell covers the same ink.
+        const QSizeF plot = m_chart->plotArea().size() / 2;
+        m_frame =
+            thinnedToGrid(m_timeline.frame(*m_fixedWindow, m_hidden), int(plot.width()), int(plot.height()));
+    } else {
+        m_frame = m_timeline.frame(m_scrollSeconds, m_hidden);
+    }
     m_plot->frame = &m_frame;
 
     RoundTimeAxis::show(m_xAxis, m_frame.xDomain, m_frame.timeLabels);

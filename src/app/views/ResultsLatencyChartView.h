@@ -9,6 +9,8 @@
 #include <QString>
 #include <QWidget>
 
+#include <optional>
+
 class AppState;
 class QAbstractButton;
 class QCategoryAxis;
@@ -35,6 +37,11 @@ public:
     const QSet<QString>& hiddenSeries() const { return m_hidden; }
     QChart* chart() const { return m_chart; }
     QScrollBar* scrollBar() const { return m_scrollBar; }
+    // Shows one stretch of the capture of any length, as a printed page does, with no more marks than
+    // the plot has pixels; a scroll goes back to the screen's window.
+    void showWindow(const ClosedRange& window);
+    // The plot alone, without the title and the legend: a printed timeline repeats only this.
+    QWidget* plotWidget() const;
     // One series for each of the timeline's probe types, in the same order.
     const QList<QLineSeries*>& dotSeries() const { return m_dotSeries; }
     QLineSeries* lossSeries() const { return m_lossSeries; }
@@ -79,5 +86,6 @@ private:
     ResultsLatencyChart::Frame m_frame;
     QSet<QString> m_hidden;
     double m_scrollSeconds = 0;
+    std::optional<ClosedRange> m_fixedWindow;
     DeferredRebuild m_rebuild{this, [this] { rebuild(); }};
 };

@@ -1,6 +1,7 @@
 #include "ResultsView.h"
 
 #include "LossHeatmapView.h"
+#include "ReportExport.h"
 #include "ResultsBottomChartsView.h"
 #include "ResultsLatencyChartView.h"
 
@@ -12,6 +13,7 @@
 #include "UploadStatusView.h"
 
 #include "core/AppState.h"
+#include "screens/CaptureReportModel.h"
 #include "screens/ResultsPalette.h"
 #include "screens/ResultsScreen.h"
 
@@ -73,13 +75,6 @@ QWidget* makeFact(const ResultsFact& fact, QWidget* parent) {
     layout->addWidget(icon, 0, Qt::AlignVCenter);
     layout->addWidget(text, 0, Qt::AlignVCenter);
     return box;
-}
-
-QString qualityHtml(const ResultsQualityLine& line) {
-    const QString verdict = line.verdict + line.geoSuffix.value_or(QString());
-    return line.label.toHtmlEscaped() + u" <span style=\"color:"_s + line.verdictColor.hexName() +
-           u"; font-weight:600\">"_s + verdict.toHtmlEscaped() + u"</span>"_s +
-           QString(line.separator + line.explanation).toHtmlEscaped();
 }
 
 } // namespace
@@ -217,6 +212,8 @@ QWidget* ResultsView::buildHeader(QWidget* parent) {
     check->setFixedSize(side, side);
     check->setObjectName(u"resultsCheck"_s);
     titleRow->addWidget(check);
+    // In the narrowest window the four actions leave the title less than its line: it wraps then.
+    m_title->setWordWrap(true);
     titleRow->addWidget(m_title, 1);
     layout->addLayout(titleRow);
     SymbolLabel::set(check, m_model->header().checkIcon, qColor(ResultsPalette::downloadColor()));
@@ -237,13 +234,17 @@ QWidget* ResultsView::buildHeader(QWidget* parent) {
     m_quality->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     layout->addWidget(m_quality);
 
+    m_exportButton = makeButton(CaptureReportModel::exportText(), u"arrow.down.circle"_s, header);
     m_shareButton = makeButton(ResultsScreen::shareText, u"square.and.arrow.up"_s, header);
     m_historyButton = makeButton(ResultsScreen::historyText, u"clock.arrow.circlepath"_s, header);
     m_newTestButton = makeButton(ResultsScreen::newTestText, u"plus"_s, header);
     m_newTestButton->setDefault(true);
+    connect(m_exportButton, &QPushButton::clicked, this, [this] { ReportExport::start(m_state, this); });
     connect(m_shareButton, &QPushButton::clicked, this, [this] { m_model->copyShareLink(); });
     connect(m_historyButton, &QPushButton::clicked, this, &ResultsView::historyRequested);
     connect(m_newTestButton, &QPushButton::clicked, this, [this] { m_model->newCapture(); });
+    // The report comes first, so that the described actions keep their order at the right.
+    titleRow->addWidget(m_exportButton);
     titleRow->addWidget(m_shareButton);
     titleRow->addWidget(m_historyButton);
     titleRow->addWidget(m_newTestButton);
@@ -281,7 +282,7 @@ void ResultsView::buildCards(QVBoxLayout* column, QWidget* parent) {
 void ResultsView::refreshHeader() {
     const ResultsHeader header = m_model->header();
     TextLabels::setText(m_title, header.title);
-    TextLabels::setText(m_quality, qualityHtml(header.quality));
+    TextLabels::setText(m_quality, header.quality.html());
     m_quality->setAccessibleName(header.quality.plainText());
 
     // The facts change only when another capture is shown; rebuild them then.

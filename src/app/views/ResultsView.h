@@ -63,6 +63,7 @@ private:
     QWidget* m_factsBox = nullptr;
     FlowLayout* m_facts = nullptr;
     QLabel* m_quality = nullptr;
+    QPushButton* m_exportButton = nullptr;
     QPushButton* m_shareButton = nullptr;
     QPushButton* m_historyButton = nullptr;
     QPushButton* m_newTestButton = nullptr;
